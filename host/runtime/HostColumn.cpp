@@ -1,0 +1,218 @@
+// Columns and tables of the reference host.
+#include <cmath>
+#include <limits>
+
+#include "HostFaults.h"
+#include "QELHost.h"
+
+namespace RhoCommonObjects {
+ColumnBase::~ColumnBase() = default;
+InternalTable::~InternalTable() = default;
+}  // namespace RhoCommonObjects
+
+namespace qelhost {
+
+using namespace RhoCommonObjects;
+
+namespace {
+bool toInt32(double v, int32_t& out) {
+    if (!(v >= -2147483648.0 && v < 2147483648.0)) return false;  // NaN, infinities, out of range
+    out = static_cast<int32_t>(v);
+    return true;
+}
+}  // namespace
+
+Column::Column(std::string name, int valueType, bool readOnly)
+    : name_(std::move(name)), type_(valueType), readOnly_(readOnly) {}
+Column::~Column() = default;
+
+ColumnPtr Column::make(std::string name, int valueType, bool readOnly) {
+    return ColumnPtr::adopt(new Column(std::move(name), valueType, readOnly));
+}
+
+ColumnPtr Column::doubles(std::string name, const std::vector<double>& values) {
+    ColumnPtr c = make(std::move(name), VT_DOUBLE);
+    c->numbers_ = values;
+    c->nulls_.assign(values.size(), 0);
+    return c;
+}
+
+ColumnPtr Column::ints(std::string name, const std::vector<int32_t>& values) {
+    ColumnPtr c = make(std::move(name), VT_INTEGER);
+    c->integers_ = values;
+    c->nulls_.assign(values.size(), 0);
+    return c;
+}
+
+ColumnPtr Column::strings(std::string name, const std::vector<std::string>& values) {
+    ColumnPtr c = make(std::move(name), VT_STRING);
+    c->texts_ = values;
+    c->nulls_.assign(values.size(), 0);
+    return c;
+}
+
+std::size_t Column::size() const noexcept { return nulls_.size(); }
+const char* Column::getName() const noexcept { return name_.c_str(); }
+int Column::getValueType() const noexcept { return type_; }
+bool Column::isReadOnly() const noexcept { return readOnly_; }
+bool Column::isFixedSize() const noexcept { return type_ != VT_DECIMAL && type_ != VT_STRING; }
+
+bool Column::isNumeric() const {
+    return type_ == VT_DOUBLE || type_ == VT_DECIMAL || type_ == VT_FLOAT || isInteger();
+}
+
+double Column::numberAt(std::size_t row) const {
+    if (isInteger()) return integers_[row];
+    return numbers_[row];
+}
+int32_t Column::integerAt(std::size_t row) const { return integers_[row]; }
+const std::string& Column::textAt(std::size_t row) const { return texts_[row]; }
+
+bool Column::grow(std::size_t rows) noexcept {
+    try {
+        if (isText())
+            texts_.resize(rows);
+        else if (isInteger())
+            integers_.resize(rows, 0);
+        else
+            numbers_.resize(rows, 0.0);
+        nulls_.resize(rows, 1);
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+bool Column::resize(std::size_t rows) noexcept {
+    if (readOnly_ || detail::shouldFail(Fault::SetNative)) return false;
+    return grow(rows);
+}
+
+bool Column::getNative(std::size_t begin, std::size_t end, double* out, NullFlags* nulls) const noexcept {
+    if (detail::shouldFail(Fault::GetNative)) return false;
+    if (begin > end || end > size() || !isNumeric()) return false;
+    for (std::size_t i = begin; i < end; ++i) {
+        out[i - begin] = nulls_[i] ? 0.0 : numberAt(i);
+        if (nulls) nulls[i - begin] = nulls_[i];
+    }
+    return true;
+}
+
+bool Column::getNative(std::size_t begin, std::size_t end, int32_t* out, NullFlags* nulls) const noexcept {
+    if (detail::shouldFail(Fault::GetNative)) return false;
+    if (begin > end || end > size() || !isNumeric()) return false;
+    for (std::size_t i = begin; i < end; ++i) {
+        int32_t v = 0;
+        if (!nulls_[i]) {
+            if (isInteger())
+                v = integers_[i];
+            else if (!toInt32(std::trunc(numbers_[i]), v))
+                return false;
+        }
+        out[i - begin] = v;
+        if (nulls) nulls[i - begin] = nulls_[i];
+    }
+    return true;
+}
+
+bool Column::getNative(std::size_t begin, std::size_t end, std::string_view* out, NullFlags* nulls) const noexcept {
+    if (detail::shouldFail(Fault::GetNative)) return false;
+    if (begin > end || end > size() || !isText()) return false;
+    for (std::size_t i = begin; i < end; ++i) {
+        out[i - begin] = nulls_[i] ? std::string_view() : std::string_view(texts_[i]);
+        if (nulls) nulls[i - begin] = nulls_[i];
+    }
+    return true;
+}
+
+bool Column::setNative(std::size_t begin, std::size_t end, const double* in, const NullFlags* nulls) noexcept {
+    if (detail::shouldFail(Fault::SetNative)) return false;
+    if (readOnly_ || begin > end || !isNumeric()) return false;
+    if (end > size() && !grow(end)) return false;
+    for (std::size_t i = begin; i < end; ++i) {
+        const bool isNullRow = nulls != nullptr && nulls[i - begin] != 0;
+        nulls_[i] = isNullRow ? 1 : 0;
+        if (isNullRow) continue;
+        const double v = in[i - begin];
+        if (isInteger()) {
+            if (!toInt32(std::trunc(v), integers_[i])) return false;
+        } else if (type_ == VT_FLOAT) {
+            numbers_[i] = static_cast<double>(static_cast<float>(v));
+        } else {
+            numbers_[i] = v;
+        }
+    }
+    return true;
+}
+
+bool Column::setNative(std::size_t begin, std::size_t end, const int32_t* in, const NullFlags* nulls) noexcept {
+    if (detail::shouldFail(Fault::SetNative)) return false;
+    if (readOnly_ || begin > end || !isNumeric()) return false;
+    if (end > size() && !grow(end)) return false;
+    for (std::size_t i = begin; i < end; ++i) {
+        const bool isNullRow = nulls != nullptr && nulls[i - begin] != 0;
+        nulls_[i] = isNullRow ? 1 : 0;
+        if (isNullRow) continue;
+        if (isInteger())
+            integers_[i] = in[i - begin];
+        else
+            numbers_[i] = in[i - begin];
+    }
+    return true;
+}
+
+bool Column::setNative(std::size_t begin, std::size_t end, const std::string_view* in, const NullFlags* nulls) noexcept {
+    if (detail::shouldFail(Fault::SetNative)) return false;
+    if (readOnly_ || begin > end || !isText()) return false;
+    if (end > size() && !grow(end)) return false;
+    try {
+        for (std::size_t i = begin; i < end; ++i) {
+            const bool isNullRow = nulls != nullptr && nulls[i - begin] != 0;
+            nulls_[i] = isNullRow ? 1 : 0;
+            texts_[i] = isNullRow ? std::string() : std::string(in[i - begin]);
+        }
+    } catch (...) {
+        return false;
+    }
+    return true;
+}
+
+Table::Table(std::string name) : name_(std::move(name)) {}
+Table::~Table() = default;
+TablePtr Table::make(std::string name) { return TablePtr::adopt(new Table(std::move(name))); }
+const char* Table::getName() const noexcept { return name_.c_str(); }
+std::size_t Table::getColumnCount() const noexcept { return columns_.size(); }
+ColumnBase* Table::getColumn(std::size_t i) const noexcept { return i < columns_.size() ? columns_[i].get() : nullptr; }
+void Table::addColumn(ColumnHandle column) { columns_.push_back(std::move(column)); }
+Column* Table::column(std::size_t i) const { return dynamic_cast<Column*>(getColumn(i)); }
+
+std::optional<int> valueTypeFromName(std::string_view name) {
+    if (name == "double") return VT_DOUBLE;
+    if (name == "float") return VT_FLOAT;
+    if (name == "decimal") return VT_DECIMAL;
+    if (name == "int" || name == "integer") return VT_INTEGER;
+    if (name == "string") return VT_STRING;
+    if (name == "bool" || name == "boolean") return VT_BOOLEAN;
+    return std::nullopt;
+}
+
+const char* valueTypeName(int valueType) {
+    switch (valueType) {
+        case VT_DOUBLE:
+            return "double";
+        case VT_FLOAT:
+            return "float";
+        case VT_DECIMAL:
+            return "decimal";
+        case VT_INTEGER:
+            return "int";
+        case VT_STRING:
+            return "string";
+        case VT_BOOLEAN:
+            return "bool";
+        default:
+            return "unknown";
+    }
+}
+
+}  // namespace qelhost

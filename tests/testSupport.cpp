@@ -1,0 +1,67 @@
+#include "testSupport.h"
+
+namespace fpktest {
+
+qelhost::Plugin& plugin() {
+    static std::unique_ptr<qelhost::Plugin> p = qelhost::Plugin::open(FPK_TEST_LIBRARY);
+    return *p;
+}
+
+ColumnHandle typed(int valueType, const std::vector<double>& v) {
+    ColumnPtr c = Column::make("IN", valueType);
+    if (!v.empty()) c->setNative(0, v.size(), v.data(), nullptr);
+    return ColumnHandle(c);
+}
+
+ColumnHandle withNulls(const std::vector<double>& v, const std::vector<std::size_t>& nullRows) {
+    std::vector<uint8_t> nulls(v.size(), 0);
+    for (std::size_t r : nullRows) nulls[r] = 1;
+    ColumnPtr c = Column::make("IN", RhoCommonObjects::VT_DOUBLE);
+    c->setNative(0, v.size(), v.data(), nulls.data());
+    return ColumnHandle(c);
+}
+
+CallResult call(const std::string& fn, const std::vector<Argument>& inputs) {
+    const qelhost::FunctionInfo* info = plugin().find(fn);
+    EXPECT_NE(info, nullptr) << fn;
+    return plugin().call(*info, inputs, TableHandle(plugin().makeResultTable(*info)));
+}
+
+std::vector<double> doublesOf(const CallResult& r, std::size_t c) {
+    std::vector<double> out;
+    ColumnBase* col = r.table ? r.table->getColumn(c) : nullptr;
+    if (col == nullptr) return out;
+    out.resize(col->size());
+    std::vector<uint8_t> nulls(col->size());
+    if (!out.empty()) {
+        EXPECT_TRUE(col->getNative(0, out.size(), out.data(), nulls.data()));
+    }
+    for (std::size_t i = 0; i < out.size(); ++i)
+        if (nulls[i]) out[i] = std::nan("");
+    return out;
+}
+
+std::vector<std::string> textsOf(const CallResult& r, std::size_t c) {
+    std::vector<std::string> out;
+    ColumnBase* col = r.table ? r.table->getColumn(c) : nullptr;
+    if (col == nullptr) return out;
+    std::vector<std::string_view> v(col->size());
+    if (!v.empty()) {
+        EXPECT_TRUE(col->getNative(0, v.size(), v.data(), nullptr));
+    }
+    for (auto s : v) out.emplace_back(s);
+    return out;
+}
+
+void expectError(const CallResult& r, const std::string& name, const std::string& message) {
+    ASSERT_TRUE(r.error.has_value()) << "expected " << name;
+    EXPECT_EQ(r.error->name, name);
+    EXPECT_EQ(r.error->message, message);
+}
+
+std::size_t libraryBytes() {
+    RhoUtils::Allocator* a = qelhost::findAllocator("QEL_FPKAllocator");
+    return a != nullptr ? a->outstandingBytes() : 0;
+}
+
+}  // namespace fpktest

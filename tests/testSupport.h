@@ -1,0 +1,50 @@
+// Shared helpers of the tests: the built plug-in, opened once per process,
+// and small builders of host columns and tables.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/loader/PluginLoader.h"
+#include "host/runtime/QELHost.h"
+
+namespace fpktest {
+
+using qelhost::Argument;
+using qelhost::CallResult;
+using qelhost::Column;
+using qelhost::ColumnBase;
+using qelhost::ColumnHandle;
+using qelhost::ColumnPtr;
+using qelhost::Table;
+using qelhost::TableHandle;
+using qelhost::TablePtr;
+
+// The plug-in built with the tests, opened on first use.
+qelhost::Plugin& plugin();
+
+inline ColumnHandle col(const std::vector<double>& v) { return ColumnHandle(Column::doubles("IN", v)); }
+inline ColumnHandle icol(const std::vector<int32_t>& v) { return ColumnHandle(Column::ints("IN", v)); }
+inline ColumnHandle scol(const std::vector<std::string>& v) { return ColumnHandle(Column::strings("IN", v)); }
+// A column of a given host type with the values as doubles.
+ColumnHandle typed(int valueType, const std::vector<double>& v);
+// A double column whose listed rows are null.
+ColumnHandle withNulls(const std::vector<double>& v, const std::vector<std::size_t>& nullRows);
+
+// Calls a function through the loader with its default result table.
+CallResult call(const std::string& fn, const std::vector<Argument>& inputs);
+// Column c of the result as doubles (nulls as NaN).
+std::vector<double> doublesOf(const CallResult& r, std::size_t c = 0);
+std::vector<std::string> textsOf(const CallResult& r, std::size_t c = 0);
+
+// Expects the call to have raised the named error with this message.
+void expectError(const CallResult& r, const std::string& name, const std::string& message);
+
+// Sums the outstanding bytes of the library allocator.
+std::size_t libraryBytes();
+
+}  // namespace fpktest

@@ -283,7 +283,7 @@ int runFunction(const std::string& library, const RunOptions& o) {
     if (isJson) {
         binder.addJson(json::parse(text, inputName));
     } else if (text.find_first_not_of(" \t\r\n") != std::string::npos) {
-        binder.addCsv(csv::parse(text, inputName), inputName);
+        binder.addCsv(csv::parse(text, inputName));
     }
     for (const std::string& s : o.sets) binder.addSet(s);
     for (const std::string& t : o.tables) {
@@ -332,13 +332,21 @@ int runProgram(int argc, char** argv) {
     run->add_option("--format", o.format, "table (the default), csv or json");
     run->add_option("-o,--output", o.output, "write the result to FILE (its .csv or .json extension sets the format)");
     run->add_option("--threads", o.threads, "worker threads of the host's parallel-for")->check(CLI::Range(1u, 4096u));
-    run->add_option("--trace", o.traces, "trace level of a topic, TOPIC=LEVEL (repeatable)");
+    run->add_option("--trace", o.traces, "trace level of a topic, TOPIC=LEVEL (repeatable)")->allow_extra_args(false);
     run->add_option("--today", o.today, "fix today's date, YYYYMMDD (switch-over kind TODAY)");
-    run->add_option("--set", o.sets, "a scalar, NAME=VALUE (repeatable)");
-    run->add_option("--table", o.tables, "an input table from a CSV file, NAME=FILE.csv (repeatable)");
+    run->add_option("--set", o.sets, "a scalar, NAME=VALUE (repeatable)")->allow_extra_args(false);
+    run->add_option("--table", o.tables, "an input table from a CSV file, NAME=FILE.csv (repeatable)")->allow_extra_args(false);
     run->add_option("--result", o.result, "the result table's columns, NAME[:TYPE],...");
     run->add_option("--fault", o.fault, "make the K-th host operation of a kind fail during the call: getnative=K, setnative=K or allocate=K");
 
+    // CLI11 would call an unknown command an unexpected argument.
+    if (argc > 1 && argv[1][0] != '-') {
+        const std::string command = argv[1];
+        if (command != "list" && command != "describe" && command != "run") {
+            std::fprintf(stderr, "fpk: unknown command %s (list, describe or run; fpk --help tells more)\n", argv[1]);
+            return 2;
+        }
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

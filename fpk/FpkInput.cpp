@@ -433,7 +433,7 @@ void Binder::bindJsonResult(const Target& t, const json::Value& v) {
     result_ = table;
 }
 
-void Binder::addCsv(const std::vector<csv::Record>& records, const std::string& file) {
+void Binder::addCsv(const std::vector<csv::Record>& records) {
     if (records.empty()) return;  // an empty file gives no parameter
     checkWidth(records);
     const csv::Record& header = records.front();
@@ -451,7 +451,6 @@ void Binder::addCsv(const std::vector<csv::Record>& records, const std::string& 
         const int vt = h.type ? *h.type : t.param->valueType();
         bound_[t.param] = ColumnHandle(buildColumn(t.param->columnPart(), vt, csvColumn(records, c), what));
     }
-    (void)file;
 }
 
 void Binder::addSet(const std::string& item) {

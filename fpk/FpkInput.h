@@ -30,7 +30,7 @@ public:
     // A JSON object whose keys name parameters.
     void addJson(const json::Value& root);
     // A CSV file whose header names column parameters, one column each.
-    void addCsv(const std::vector<csv::Record>& records, const std::string& file);
+    void addCsv(const std::vector<csv::Record>& records);
     // --set NAME=VALUE: an integer scalar.
     void addSet(const std::string& item);
     // --table NAME=FILE: a table from a CSV file (or a JSON array of columns).

@@ -121,8 +121,9 @@ int listFunctions(const qelhost::Plugin& plugin) {
         std::snprintf(num, sizeof(num), "%2u", static_cast<unsigned>(fn.index));
         std::string name = fn.name;
         name.resize(w, ' ');
-        out += std::string(num) + "  " + name + "  " + kindOf(fn) + "  " + std::to_string(fn.slots().size()) +
-               " slots\n";
+        std::string kind = kindOf(fn);
+        kind.resize(12, ' ');
+        out += std::string(num) + "  " + name + "  " + kind + "  " + std::to_string(fn.slots().size()) + " slots\n";
     }
     writeOutput("", out);
     return 0;

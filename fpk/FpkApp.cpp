@@ -227,8 +227,10 @@ std::optional<int> parseToday(const std::string& s) {
     if (s.size() != 8 || !std::all_of(s.begin(), s.end(), [](unsigned char c) { return std::isdigit(c); }))
         throw UsageError("--today " + s + ": expected a date YYYYMMDD");
     const int v = std::stoi(s);
-    const int month = v / 100 % 100, day = v % 100;
-    if (v / 10000 < 1 || month < 1 || month > 12 || day < 1 || day > 31)
+    const int year = v / 10000, month = v / 100 % 100, day = v % 100;
+    static const int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    if (year < 1 || month < 1 || month > 12 || day < 1 || day > days[month - 1] + (month == 2 && leap ? 1 : 0))
         throw UsageError("--today " + s + ": not a date");
     return v;
 }
@@ -269,7 +271,10 @@ int runFunction(const std::string& library, const RunOptions& o) {
     Binder binder(*plugin, fn);
     const bool fromStdin = o.input.empty() || o.input == "-";
     const std::string inputName = fromStdin ? "<stdin>" : o.input;
-    const std::string text = fromStdin ? readStdin() : readFile(o.input);
+    // Without INPUT on a terminal nothing is read, so that a function whose
+    // inputs all come from --table or --set does not wait for typing.
+    const bool interactive = o.input.empty() && ::isatty(STDIN_FILENO) == 1;
+    const std::string text = interactive ? std::string() : fromStdin ? readStdin() : readFile(o.input);
     bool isJson;
     const std::string ext = fromStdin ? "" : extension(o.input);
     if (ext == "json") {
@@ -304,7 +309,12 @@ int runFunction(const std::string& library, const RunOptions& o) {
     qelhost::CallResult r = plugin->call(fn, inputs.arguments, qelhost::TableHandle(inputs.result));
     qelhost::disarmFaults();
     const qelhost::InternalTable* table = r.table ? r.table.get() : inputs.result.get();
-    writeOutput(o.output, formatResult(table, format, r.error));
+    try {
+        writeOutput(o.output, formatResult(table, format, r.error));
+    } catch (const UsageError&) {
+        if (r.error) std::fprintf(stderr, "%s\n", r.error->message.c_str());
+        throw;
+    }
     if (r.error) {
         std::fprintf(stderr, "%s\n", r.error->message.c_str());
         return 1;
@@ -362,6 +372,12 @@ int runProgram(int argc, char** argv) {
         return runFunction(library, o);
     } catch (const UsageError& e) {
         std::fprintf(stderr, "fpk: %s\n", e.what());
+        return 2;
+    } catch (const qelhost::LoaderError& e) {
+        std::fprintf(stderr, "fpk: %s\n", e.what());
+        return 2;
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "fpk: unexpected failure: %s\n", e.what());
         return 2;
     }
 }

@@ -282,9 +282,9 @@ int runFunction(const std::string& library, const RunOptions& o) {
     } else if (ext == "csv") {
         isJson = false;
     } else {
-        const std::size_t first = text.find_first_not_of(" \t\r\n");
+        const std::size_t start = text.rfind("\xEF\xBB\xBF", 0) == 0 ? 3 : 0;  // past a byte-order mark
+        const std::size_t first = text.find_first_not_of(" \t\r\n", start);
         isJson = first != std::string::npos && text[first] == '{';
-        if (first == std::string::npos && !text.empty()) isJson = false;
     }
     if (isJson) {
         binder.addJson(json::parse(text, inputName));

@@ -584,6 +584,8 @@ TEST_F(FpkProgram, InputComesFromStandardInputWhenAbsentOrDash) {
     EXPECT_EQ(fpk("run LAST", R"({"PRIME": [7, 0]})").out, expect);
     EXPECT_EQ(fpk("run LAST -", R"({"PRIME": [7, 0]})").out, expect);
     EXPECT_EQ(fpk("run LAST -", "PRIME\n7\n0\n").out, expect);  // not JSON, so CSV
+    EXPECT_EQ(fpk("run LAST", "\xEF\xBB\xBF {\"PRIME\": [7, 0]}").out, expect);  // a byte-order mark first
+    EXPECT_EQ(fpk("run LAST", "\xEF\xBB\xBFPRIME\r\n7\r\n0\r\n").out, expect);
 }
 
 TEST_F(FpkProgram, OutputFileIsWrittenWholeOrNotAtAll) {

@@ -63,16 +63,17 @@ bool plainNumber(std::string_view s, double& out, const Where& at) {
     for (char c : s)
         if (!((c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.' || c == 'e' || c == 'E')) return false;
     std::string_view body = s;
-    if (body.front() == '+') body.remove_prefix(1);
+    if (body.front() == '+') {
+        body.remove_prefix(1);
+        if (body.empty() || body.front() == '-' || body.front() == '+') return false;
+    }
     const auto r = std::from_chars(body.data(), body.data() + body.size(), out);
     if (r.ptr != body.data() + body.size()) return false;
     if (r.ec == std::errc::result_out_of_range) {
-        // Underflow reads as a zero of the right sign; overflow is refused.
-        double probe = 0;
-        const std::string t(body);
-        probe = std::strtod(t.c_str(), nullptr);
-        if (std::isinf(probe)) failAt(at, "the number " + std::string(s) + " is too large for a double");
-        out = probe;
+        // Underflow reads as the nearest double (a zero or a subnormal);
+        // overflow is refused.
+        out = std::strtod(std::string(body).c_str(), nullptr);
+        if (std::isinf(out)) failAt(at, "the number " + std::string(s) + " is too large for a double");
         return true;
     }
     return r.ec == std::errc();

@@ -508,9 +508,16 @@ TEST_F(FpkProgram, TableGivesInputTablesFromCsv) {
         "PAID": [{"name": "K0", "values": [50]}, {"name": "K1", "values": [30]}, {"name": "K2", "values": [20]}]})");
     Outcome js;
     const json fromJson = fpkJson("run DELAY in.json", "", &js);
-    // Both routes bind the same tables, so the call ends the same way.
+    // A --table file may also be a JSON array of columns.
+    write("paid.json", R"([{"name": "K0", "values": [50]}, {"name": "K1", "values": [30]}, {"name": "K2", "values": [20]}])");
+    Outcome mixed;
+    const json fromMixed =
+        fpkJson("run DELAY --table PRIME=prime.csv --table INVOICE=invoice.csv --table PAID=paid.json", "", &mixed);
+    // Every route binds the same tables, so the call ends the same way.
     EXPECT_EQ(csv.status, js.status);
     EXPECT_EQ(fromCsv, fromJson);
+    EXPECT_EQ(mixed.status, js.status);
+    EXPECT_EQ(fromMixed, fromJson);
     ASSERT_NE(csv.status, 2) << csv.err;
     if (csv.status == 0) {
         EXPECT_EQ(values(fromCsv), (std::vector<double>{1000, 1100, 960, 480}));

@@ -173,6 +173,20 @@ TEST_F(FpkProgram, DescribeTableBasedFunctionNamesPatternsAndDefaultResult) {
 
 // ---- run: values ----
 
+TEST_F(FpkProgram, StringColumnsTakeTextsAsWritten) {
+    // March 2024: 21 days Monday to Friday, 31 calendar days. A number in a
+    // string column keeps its digits.
+    const json j = fpkJson("run DAYS", R"({"FROMDATE": [20240301, "20240301"], "TODATE": ["20240401", 20240401],
+        "CONFIG": [5, 0]})");
+    EXPECT_EQ(values(j), (std::vector<double>{21, 31}));
+    // A CSV text keeps its blanks: " 2024031" has no year in its first four
+    // characters, which DAYS refuses.
+    write("in.csv", "FROMDATE,TODATE,CONFIG\n\" 2024031\",20240401,0\n");
+    const Outcome r = fpk("run DAYS in.csv");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "FPK error[73000500]:Year 0 should not be less than 1.\n");
+}
+
 TEST_F(FpkProgram, ColumnsAreKeyedByFullOrShortName) {
     for (const char* key : {"VALUE/PRIME", "PRIME"}) {
         Outcome r;

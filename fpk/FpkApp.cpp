@@ -235,18 +235,18 @@ std::optional<int> parseToday(const std::string& s) {
     return v;
 }
 
-void armFault(const std::string& spec) {
-    const std::size_t eq = spec.find('=');
-    const std::string kind = lower(spec.substr(0, eq));
+void armFault(const std::string& setting) {
+    const std::size_t eq = setting.find('=');
+    const std::string kind = lower(setting.substr(0, eq));
     long long k = 0;
     try {
         std::size_t used = 0;
-        k = eq == std::string::npos ? 0 : std::stoll(spec.substr(eq + 1), &used);
-        if (used != spec.size() - eq - 1) k = 0;
+        k = eq == std::string::npos ? 0 : std::stoll(setting.substr(eq + 1), &used);
+        if (used != setting.size() - eq - 1) k = 0;
     } catch (const std::exception&) {
         k = 0;
     }
-    if (k < 1) throw UsageError("--fault " + spec + ": expected getnative=K, setnative=K or allocate=K with K >= 1");
+    if (k < 1) throw UsageError("--fault " + setting + ": expected getnative=K, setnative=K or allocate=K with K >= 1");
     if (kind == "getnative")
         qelhost::armFault(qelhost::Fault::GetNative, k);
     else if (kind == "setnative")
@@ -254,7 +254,7 @@ void armFault(const std::string& spec) {
     else if (kind == "allocate")
         qelhost::armFault(qelhost::Fault::Allocate, k);
     else
-        throw UsageError("--fault " + spec + ": expected getnative=K, setnative=K or allocate=K with K >= 1");
+        throw UsageError("--fault " + setting + ": expected getnative=K, setnative=K or allocate=K with K >= 1");
 }
 
 int runFunction(const std::string& library, const RunOptions& o) {
@@ -299,7 +299,7 @@ int runFunction(const std::string& library, const RunOptions& o) {
         const std::string file = t.substr(eq + 1);
         binder.addTable(t.substr(0, eq), file, readFile(file), extension(file) == "json");
     }
-    if (!o.result.empty()) binder.addResultSpec(o.result);
+    if (!o.result.empty()) binder.addResultColumns(o.result);
     Inputs inputs = binder.finish();
 
     if (o.threads > 0) qelhost::setThreadCount(o.threads);

@@ -498,13 +498,13 @@ void Binder::addTable(const std::string& name, const std::string& file, const st
     bound_[t.param] = TableHandle(tableFromCsv(t.param->name, fn_.patternOf(t.param), csv::parse(text, file), file));
 }
 
-void Binder::addResultSpec(const std::string& spec) {
-    const Where at{"--result " + spec};
+void Binder::addResultColumns(const std::string& setting) {
+    const Where at{"--result " + setting};
     const ParamInfo* r = fn_.resultTable();
     if (r == nullptr) failAt(at, fn_.name + " has no result table");
     claim({Kind::Result, r}, at);
     TablePtr table = Table::make(r->name);
-    std::string_view rest = spec;
+    std::string_view rest = setting;
     while (true) {
         const std::size_t comma = rest.find(',');
         const std::string_view item = trim(rest.substr(0, comma));

@@ -1,12 +1,22 @@
 #include "FpkJson.h"
 
 #include <cstdint>
+#include <mutex>
+#include <set>
 
 namespace fpkcli {
 
 std::string Where::str() const {
-    if (line <= 0) return file;
-    return file + ":" + std::to_string(line) + ":" + std::to_string(column);
+    const std::string name = file != nullptr ? *file : std::string();
+    if (line <= 0) return name;
+    return name + ":" + std::to_string(line) + ":" + std::to_string(column);
+}
+
+const std::string& Where::nameOf(const std::string& name) {
+    static std::mutex lock;
+    static std::set<std::string> names;
+    std::lock_guard<std::mutex> guard(lock);
+    return *names.insert(name).first;
 }
 
 void failAt(const Where& where, const std::string& what) {
@@ -46,7 +56,7 @@ constexpr int kMaxDepth = 256;
 
 class Parser {
 public:
-    Parser(std::string_view text, const std::string& file) : s_(text), file_(file) {
+    Parser(std::string_view text, const std::string& file) : s_(text), file_(&Where::nameOf(file)) {
         // A byte-order mark is not part of the document.
         if (s_.substr(0, 3) == "\xEF\xBB\xBF") pos_ = 3;
     }
@@ -321,7 +331,7 @@ private:
     }
 
     std::string_view s_;
-    const std::string& file_;
+    const std::string* file_;
     std::size_t pos_ = 0;
     int line_ = 1;
     int column_ = 1;

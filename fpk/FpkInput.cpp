@@ -196,13 +196,13 @@ int typeNamed(const std::string& name, const Where& at) {
 }
 
 void checkMembers(const json::Value& obj, std::initializer_list<std::string_view> allowed, const std::string& what) {
-    for (std::size_t i = 0; i < obj.members.size(); ++i) {
+    for (const json::Member& m : obj.members) {
         bool ok = false;
-        for (std::string_view a : allowed) ok = ok || obj.members[i].first == a;
+        for (std::string_view a : allowed) ok = ok || m.key == a;
         if (!ok) {
             std::string list;
             for (std::string_view a : allowed) list += (list.empty() ? "" : ", ") + quote(a);
-            failAt(obj.keyPlaces[i], what + ": unknown member " + quote(obj.members[i].first) + " (expected " + list + ")");
+            failAt(m.where, what + ": unknown member " + quote(m.key) + " (expected " + list + ")");
         }
     }
 }
@@ -340,9 +340,10 @@ void Binder::claim(const Target& t, const Where& at) {
 void Binder::addJson(const json::Value& root) {
     if (root.kind != json::Value::Object)
         failAt(root.where, "the input must be a JSON object whose keys name parameters, not " + std::string(root.kindName()));
-    for (std::size_t i = 0; i < root.members.size(); ++i) {
-        const auto& [key, value] = root.members[i];
-        const Where& at = root.keyPlaces[i];
+    for (const json::Member& m : root.members) {
+        const std::string& key = m.key;
+        const json::Value& value = m.value;
+        const Where& at = m.where;
         const Target t = resolve(key, at);
         claim(t, at);
         switch (t.kind) {

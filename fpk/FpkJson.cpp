@@ -27,8 +27,8 @@ void failAt(const Where& where, const std::string& what) {
 namespace json {
 
 const Value* Value::member(std::string_view key) const {
-    for (const auto& m : members)
-        if (m.first == key) return &m.second;
+    for (const Member& m : members)
+        if (m.key == key) return &m.value;
     return nullptr;
 }
 
@@ -165,8 +165,7 @@ private:
             advance();
             skipSpace();
             Value member = value(depth + 1);
-            v.members.emplace_back(std::move(key), std::move(member));
-            v.keyPlaces.push_back(keyAt);
+            v.members.push_back(Member{std::move(key), std::move(member), keyAt});
             skipSpace();
             if (peek() == ',') {
                 advance();

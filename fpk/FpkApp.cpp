@@ -350,13 +350,20 @@ int runProgram(int argc, char** argv) {
     run->add_option("--result", o.result, "the result table's columns, NAME[:TYPE],...");
     run->add_option("--fault", o.fault, "make the K-th host operation of a kind fail during the call: getnative=K, setnative=K or allocate=K");
 
-    // CLI11 would call an unknown command an unexpected argument.
-    if (argc > 1 && argv[1][0] != '-') {
-        const std::string command = argv[1];
-        if (command != "list" && command != "describe" && command != "run") {
-            std::fprintf(stderr, "fpk: unknown command %s (list, describe or run; fpk --help tells more)\n", argv[1]);
+    // CLI11 would call an unknown command an unexpected argument: find the
+    // first word that is neither an option nor the value of --library.
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (word == "--library") {
+            ++i;
+            continue;
+        }
+        if (word.empty() || word[0] == '-') continue;
+        if (word != "list" && word != "describe" && word != "run") {
+            std::fprintf(stderr, "fpk: unknown command %s (list, describe or run; fpk --help tells more)\n", word.c_str());
             return 2;
         }
+        break;
     }
     try {
         app.parse(argc, argv);

@@ -378,6 +378,7 @@ TEST_F(FpkProgram, BadUsageGivesStatusTwoAndSaysWhy) {
         {"run LAST --library /nonexistent/libfpk.so", last, "cannot open plug-in /nonexistent/libfpk.so"},
         {"run LAST missing.json", "", "cannot read missing.json"},
         {"", "", "subcommand"},
+        {"--library lib.so frobnicate", "", "unknown command frobnicate"},
     };
     for (const Case& c : cases) {
         const Outcome r = fpk(c.args, c.input);

@@ -241,6 +241,19 @@ TEST_F(FpkProgram, DoublesArePrintedWithRoundTripPrecision) {
     EXPECT_EQ(csv.out, "CUMULATED_DECUMULATE\n0.1\n0.30000000000000004\n0.6000000000000001\n");
 }
 
+TEST_F(FpkProgram, LongResultsAreShownWhole) {
+    // Running maximum of 0, 1, ..., 4999: row i is i.
+    std::string in = "VALUE\n";
+    for (int i = 0; i < 5000; ++i) in += std::to_string(i) + "\n";
+    const Outcome r = fpk("run MAX_MIN_VALUE --set FLAG=0", in);
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::vector<std::string> ls = lines(r.out);
+    ASSERT_EQ(ls.size(), 5001u);
+    EXPECT_EQ(ls[0], "MAX_MIXVALUE");
+    EXPECT_EQ(ls[1], "           0");
+    EXPECT_EQ(ls[5000], "        4999");
+}
+
 TEST_F(FpkProgram, NanAndInfinitiesGoInAndComeOutAsWords) {
     // A NaN is not 0, so LAST carries it.
     Outcome r = fpk("run LAST --format json", R"({"PRIME": [0.25, "NaN", 0, 3]})");

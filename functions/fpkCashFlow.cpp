@@ -18,8 +18,10 @@ namespace businessFunctions {
 namespace {
 FPK_FUNCTION_ALLOCATOR(cashFlowAllocator, "CashFlowAllocator")
 
-// Rows read at a time by the checks that run on the calling thread.
+// Rows read at a time by the checks on the calling thread and by the slices
+// of a column job.
 constexpr std::size_t kChunkRows = 65536;
+constexpr std::size_t kSliceRows = 8192;
 
 const IoSite kPrimeRead{TRACE_FPKCASHFLOW, "primeCol->getNative failed."};
 const IoSite kTimeRead{TRACE_FPKCASHFLOW, "timeCol->getNative failed."};
@@ -81,9 +83,11 @@ public:
           periodsPerYear_(periodsPerYear) {}
     cashFlowvol(const cashFlowvol&) = default;
 
+    // The range is computed in slices of kSliceRows, so that its scratch
+    // stays in cache and is taken from the allocator once per range.
     template <class T>
     void run(std::size_t begin, std::size_t end) {
-        const std::size_t m = end - begin;
+        const std::size_t m = end - begin < kSliceRows ? end - begin : kSliceRows;
         RhoUtils::Allocator& alloc = cashFlowAllocator();
         FpkVector<T> prime = makeVector<T>(alloc, m);
         FpkVector<T> rate = makeVector<T>(alloc, m);
@@ -91,11 +95,14 @@ public:
         FpkVector<NullFlags> primeNull = makeVector<NullFlags>(alloc, m);
         FpkVector<NullFlags> rateNull = makeVector<NullFlags>(alloc, m);
         FpkVector<NullFlags> outNull = makeVector<NullFlags>(alloc, m);
-        readRange(primeCol_, begin, end, prime.data(), primeNull.data(), kPrimeRead);
-        readRange(rateCol_, begin, end, rate.data(), rateNull.data(), kRateRead);
-        cashflow::rows(static_cast<FPKCashFlow::cashFlowType>(type_), begin, m, prime.data(), primeNull.data(),
-                       rate.data(), rateNull.data(), offset_, periodsPerYear_, out.data(), outNull.data());
-        writeRange(resultCol_, begin, end, out.data(), outNull.data(), kResultWrite);
+        for (std::size_t b = begin; b < end; b += m) {
+            const std::size_t e = end - b < m ? end : b + m;
+            readRange(primeCol_, b, e, prime.data(), primeNull.data(), kPrimeRead);
+            readRange(rateCol_, b, e, rate.data(), rateNull.data(), kRateRead);
+            cashflow::rows(static_cast<FPKCashFlow::cashFlowType>(type_), b, e - b, prime.data(), primeNull.data(),
+                           rate.data(), rateNull.data(), offset_, periodsPerYear_, out.data(), outNull.data());
+            writeRange(resultCol_, b, e, out.data(), outNull.data(), kResultWrite);
+        }
     }
     void operator()(std::size_t begin, std::size_t end) override { run<double>(begin, end); }
 
@@ -194,11 +201,16 @@ void FPKCashFlow::execute() {
     // Every planned RATE is checked before any row is written, so the job
     // itself raises no value error.
     const std::size_t firstPlanned = static_cast<std::size_t>(offset + 1);
-    for (std::size_t begin = firstPlanned; begin < n; begin += kChunkRows) {
-        const std::size_t end = begin + kChunkRows < n ? begin + kChunkRows : n;
-        FpkVector<double> rate = readDoubles(rateCol, begin, end, cashFlowAllocator(), kRateRead, 0.0);
-        for (double r : rate)
-            if (!(r > -100)) raiseValue(rateCol, "Rate should be greater than -100");
+    if (firstPlanned < n) {
+        const std::size_t m = n - firstPlanned < kChunkRows ? n - firstPlanned : kChunkRows;
+        FpkVector<double> rate = makeVector<double>(cashFlowAllocator(), m);
+        FpkVector<NullFlags> null = makeVector<NullFlags>(cashFlowAllocator(), m);
+        for (std::size_t begin = firstPlanned; begin < n; begin += m) {
+            const std::size_t end = n - begin < m ? n : begin + m;
+            readRange(rateCol, begin, end, rate.data(), null.data(), kRateRead);
+            for (std::size_t i = 0; i < end - begin; ++i)
+                if (!null[i] && !(rate[i] > -100)) raiseValue(rateCol, "Rate should be greater than -100");
+        }
     }
 
     resizeColumn(resultCol, n, kResultWrite);

@@ -2,10 +2,12 @@
 //
 // Where an asset's block starts depends on the lives of the assets before
 // it, so the schedules are computed on the calling thread: a first pass
-// checks every value and sums the lives, a second writes every block into
-// two native arrays that are then written with one write per column.
+// checks every value and sums the lives, so that nothing is written unless
+// every asset is valid; a second computes the blocks and writes them in
+// slices of whole blocks.
 #include "fpkDepreciation.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -22,6 +24,9 @@ namespace {
 FPK_FUNCTION_ALLOCATOR(depreciationAllocator, "DepreciationAllocator")
 
 constexpr double kMaxRows = 2147483647.0;
+// Rows of result computed between two writes (at least; a longer block is
+// computed whole).
+constexpr std::size_t kSliceRows = 65536;
 
 [[noreturn]] void raiseValue(const ColumnBase* col, const char* append) {
     FPK_RAISE(ERR_FPK_COMM_INVALID_COL_VALUE, {"COL", col->getName()}, {"APPEND", append});
@@ -157,24 +162,38 @@ void FPKDepreciation::execute() {
         FPK_RAISE(ERR_FPK_COMM_INTERNAL_ERR);
     }
 
-    // Second pass: the blocks, one after the other.
+    // Second pass: the blocks, one after the other. They are computed into
+    // a buffer of whole blocks (at least kSliceRows rows) that is written
+    // whenever the next block would not fit, so the scratch memory stays
+    // small and in cache however long the result is.
     const std::size_t rows = static_cast<std::size_t>(total);
-    FpkVector<double> valueIndex = makeVector<double>(alloc, rows);
-    FpkVector<double> depValue = makeVector<double>(alloc, rows);
-    std::size_t start = 0;
+    std::size_t longest = 0;
+    for (double l : lives) longest = std::max(longest, static_cast<std::size_t>(l));
+    const std::size_t capacity = std::max(longest, std::min(rows, kSliceRows));
+    FpkVector<double> valueIndex = makeVector<double>(alloc, capacity);
+    FpkVector<double> depValue = makeVector<double>(alloc, capacity);
+    resizeColumn(valueIndexCol, rows, valueIndexWrite);
+    resizeColumn(depValueCol, rows, depValueWrite);
+    std::size_t written = 0, filled = 0;
+    auto flush = [&] {
+        writeRange(valueIndexCol, written, written + filled, valueIndex.data(), nullptr, valueIndexWrite);
+        writeRange(depValueCol, written, written + filled, depValue.data(), nullptr, depValueWrite);
+        written += filled;
+        filled = 0;
+    };
     for (std::size_t i = 0; i < n; ++i) {
         const std::size_t life = static_cast<std::size_t>(lives[i]);
+        if (filled + life > capacity) flush();
         const methodType method = static_cast<methodType>(methods[i]);
         double q = 0;
         if (method == methodType::DB)
             q = depreciation::decliningFraction(rates[i], static_cast<assetType>(static_cast<int>(assetTypes[i])),
                                                 lives[i]);
-        depreciation::schedule(method, assets[i], life, q, indicator, valueIndex.data() + start,
-                               depValue.data() + start);
-        start += life;
+        depreciation::schedule(method, assets[i], life, q, indicator, valueIndex.data() + filled,
+                               depValue.data() + filled);
+        filled += life;
     }
-    writeDoubles(valueIndexCol, valueIndex.data(), rows, valueIndexWrite);
-    writeDoubles(depValueCol, depValue.data(), rows, depValueWrite);
+    flush();
 }
 
 // Front doors.

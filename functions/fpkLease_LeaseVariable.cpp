@@ -2,10 +2,12 @@
 //
 // A lease's block starts after the blocks of the leases before it, so the
 // schedules are computed on the calling thread: a first pass checks every
-// term and sums the lengths, a second writes every block into one native
-// array per result column, each written with one write.
+// term and sums the lengths, so that nothing is written unless every lease
+// is valid; a second computes the blocks and writes them in slices of whole
+// blocks.
 #include "fpkLease_LeaseVariable.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -22,6 +24,9 @@ namespace {
 FPK_FUNCTION_ALLOCATOR(leaseAllocator, "Lease_LeaseVariableAllocator")
 
 constexpr double kMaxRows = 2147483647.0;
+// Rows of result computed between two writes (at least; a longer block is
+// computed whole).
+constexpr std::size_t kSliceRows = 65536;
 
 [[noreturn]] void raiseValue(const ColumnBase* col, const char* append) {
     FPK_RAISE(ERR_FPK_COMM_INVALID_COL_VALUE, {"COL", col->getName()}, {"APPEND", append});
@@ -216,28 +221,39 @@ void FPKLease_LeaseVariable::execute() {
     FpkVector<double> residuals =
         readDoubles(residualCol, alloc, {TRACE_FPKLEASE_LEASEVARIABLE, "residualCol->getNative failed."});
 
-    // One array per result column, in the result table's order.
+    // One buffer per result column, in the result table's order, holding
+    // whole blocks (at least kSliceRows rows); it is written whenever the
+    // next block would not fit, so the scratch stays small and in cache.
     const std::size_t rows = static_cast<std::size_t>(total);
+    std::size_t longest = 0;
+    for (double p : periods) longest = std::max(longest, static_cast<std::size_t>(p));
+    const std::size_t capacity = std::max(longest, std::min(rows, kSliceRows));
     FpkVector<FpkVector<double>> out{FpkAllocator<FpkVector<double>>(alloc)};
     out.reserve(columns);
-    for (std::size_t c = 0; c < columns; ++c) out.push_back(makeVector<double>(alloc, rows));
-    auto at = [&](std::size_t c, std::size_t start) { return out[c].data() + start; };
+    for (std::size_t c = 0; c < columns; ++c) out.push_back(makeVector<double>(alloc, capacity));
+    for (std::size_t c = 0; c < columns; ++c) resizeColumn(resultCols[c], rows, writeSite(resultCols[c], failLine));
+    std::size_t written = 0, filled = 0;
+    auto flush = [&] {
+        for (std::size_t c = 0; c < columns; ++c)
+            writeRange(resultCols[c], written, written + filled, out[c].data(), nullptr,
+                       writeSite(resultCols[c], failLine));
+        written += filled;
+        filled = 0;
+    };
+    auto at = [&](std::size_t c) { return out[c].data() + filled; };
 
-    std::size_t start = 0;
     for (std::size_t i = 0; i < n; ++i) {
         const std::size_t N = static_cast<std::size_t>(periods[i]);
+        if (filled + N > capacity) flush();
         lease::Block b;
         if (variable)
-            b = {at(0, start), at(1, start), at(2, start), at(3, start), at(4, start), at(5, start),
-                 at(6, start), at(7, start), at(8, start), at(9, start), at(10, start)};
+            b = {at(0), at(1), at(2), at(3), at(4), at(5), at(6), at(7), at(8), at(9), at(10)};
         else
-            b = {at(0, start), at(1, start), at(2, start), nullptr,       at(3, start), at(4, start),
-                 at(5, start), at(6, start), at(7, start), at(8, start), at(9, start)};
+            b = {at(0), at(1), at(2), nullptr, at(3), at(4), at(5), at(6), at(7), at(8), at(9)};
         lease::schedule(terms, advances[i], residuals[i], N, b);
-        start += N;
+        filled += N;
     }
-    for (std::size_t c = 0; c < columns; ++c)
-        writeDoubles(resultCols[c], out[c].data(), rows, writeSite(resultCols[c], failLine));
+    flush();
 }
 
 // Front doors.

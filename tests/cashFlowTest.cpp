@@ -335,3 +335,20 @@ TEST(CashFlowErrors, FailedReadIsInternalAndLeavesNothing) {
     expectError(r, "ERR_FPK_COMM_INTERNAL_ERR", "FPK error[73000090]:Internal error. Check trace for details.");
     EXPECT_EQ(libraryBytes(), before);
 }
+
+TEST(CashFlowTrace, BeginLineAndProfilingSection) {
+    std::vector<std::string> lines;
+    qelhost::setTraceSink([&](const std::string& topic, int, std::string_view line) {
+        if (topic == "QELFPKCASHFLOW") lines.emplace_back(line);
+    });
+    qelhost::setTraceLevel("QELFPKCASHFLOW", 3);
+    qelhost::resetProfiler();
+    qelhost::setProfilerEnabled(true);
+    CallResult r = run("INFLATEDCASHFLOW", monthlyExample());
+    qelhost::setProfilerEnabled(false);
+    qelhost::setTraceLevel("QELFPKCASHFLOW", 0);
+    qelhost::setTraceSink({});
+    ASSERT_FALSE(r.error);
+    EXPECT_EQ(lines, (std::vector<std::string>{"Information: FPKCashFlow::execute() begin"}));
+    EXPECT_EQ(qelhost::profilerSections().count("InflatedCashFlow"), 1u);
+}

@@ -1,0 +1,391 @@
+// The arithmetic of STOCKFLOW, STOCKFLOWREVERSE and STOCKFLOWBATCH over
+// native arrays: history, end average, planned rows, actual cover, rounding.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "../common/fpkAllocator.h"
+#include "../common/fpkCommon.h"
+#include "../common/fpkDefines.h"
+#include "fpkStockFlow.h"
+
+namespace businessFunctions {
+
+RhoUtils::Allocator& stockFlowAllocator();
+FPK_FUNCTION_ALLOCATOR(stockFlowAllocator, "StockFlowAllocator")
+
+namespace stockflow {
+
+namespace {
+
+[[noreturn]] void invalidValue(const char* col, const char* text) {
+    FPK_RAISE(ERR_FPK_COMM_INVALID_COL_VALUE, {"COL", col}, {"APPEND", text});
+}
+
+// A row length that no walk can use: a negative PERIODLENGTH, a TIME key
+// earlier than the one before it, or an averaged length of 0 or less past
+// the last row (a walk could never reach its cover).
+[[noreturn]] void badLength(const Series& s) {
+    if (s.lengths.unit == DAYS) FPK_RAISE(ERR_FPK_SF_INVALID_TIME);
+    invalidValue(s.names.periodLength, "periodLengthValue must bigger than 0");
+}
+
+// x / b truncated toward zero into 32 bits (saturated; NaN gives 0).
+double quotient32(double x, double b) {
+    const double q = std::trunc(x / b);
+    if (std::isnan(q)) return 0;
+    return std::clamp(q, -2147483648.0, 2147483647.0);
+}
+
+double roundUpToBatch(double x, double b) {
+    const double q = quotient32(x, b);
+    return q * b < x ? (q + 1) * b : x;
+}
+
+double roundDownToBatch(double x, double b) {
+    const double q = quotient32(x, b);
+    return q * b < x ? q * b : x;
+}
+
+// e with |x| in [2^e, 2^(e+1)).
+int binadeOf(double x) {
+    int e = 0;
+    std::frexp(x, &e);
+    return e - 1;
+}
+
+bool sameBinade(double a, double b) {
+    return std::isfinite(a) && std::isfinite(b) && a != 0 && b != 0 && std::signbit(a) == std::signbit(b) &&
+           binadeOf(a) == binadeOf(b);
+}
+
+// A 32-bit running total: t + r truncated toward zero; a total beyond the
+// 32-bit range becomes INT32_MIN, as an overflowing conversion does on the
+// usual hardware.
+int32_t addTruncated(int32_t total, double r) {
+    const double t = static_cast<double>(total) + r;
+    if (!(t > -2147483649.0 && t < 2147483648.0)) return std::numeric_limits<int32_t>::min();
+    return static_cast<int32_t>(t);
+}
+
+}  // namespace
+
+int coverOf(double value, const Names& names) {
+    if (std::isnan(value)) invalidValue(names.forecastCover, "coverPeriod must be no less than 0");
+    return static_cast<int>(std::clamp(std::trunc(value), -2147483648.0, 2147483647.0));
+}
+
+uint64_t advance(double& s, double a, uint64_t maxSteps, double stop, bool& stalled) {
+    stalled = false;
+    uint64_t done = 0;
+    // The two values before s, when they came from single steps.
+    double p0 = 0, p1 = 0;
+    int history = 0;
+    while (done < maxSteps) {
+        // Three consecutive values in one binade: from here every step adds
+        // the same delta (a rounded to the binade's spacing; on a rounding
+        // tie the first step inside the binade lands on an even multiple, and
+        // from an even multiple the rounding always goes the same way), so a
+        // run of steps that stays inside the binade is s + t * delta exactly.
+        if (history >= 2 && sameBinade(p0, p1) && sameBinade(p1, s)) {
+            const double delta = s - p1;
+            const int e = binadeOf(s);
+            const double hi = s > 0 ? std::ldexp(1.0, e + 1) : -std::ldexp(1.0, e);
+            // Two steps of slack absorb the rounding of this estimate.
+            const double room = (hi - s - 2 * (a + delta)) / delta - 2;
+            uint64_t t = room > 1 ? static_cast<uint64_t>(std::min(room, 9.0e15)) : 0;
+            t = std::min(t, maxSteps - done);
+            if (t > 0 && s + static_cast<double>(t) * delta >= stop) {
+                const double q = (stop - s) / delta;
+                t = std::min<uint64_t>(t, q > 0 ? static_cast<uint64_t>(std::min(q, 9.0e15)) : 0);
+                while (t > 0 && s + static_cast<double>(t) * delta >= stop) --t;
+            }
+            if (t > 0) {
+                s = s + static_cast<double>(t) * delta;
+                done += t;
+                history = 0;
+                continue;
+            }
+        }
+        const double next = s + a;
+        if (next == s) {
+            stalled = true;
+            return done;
+        }
+        p0 = p1;
+        p1 = s;
+        s = next;
+        ++done;
+        if (history < 2) ++history;
+        if (s >= stop || std::isnan(s)) return done;
+    }
+    return done;
+}
+
+double targetClosing(const Series& s, const EndAverage& avg, std::size_t row, int cover) {
+    if (cover < 0) invalidValue(s.names.forecastCover, "coverPeriod must be no less than 0");
+    double target = 0;
+    int64_t reached = 0;
+    std::size_t k = row + 1;
+    for (; reached < cover && k < s.n; ++k) {
+        const double v = s.forecastSales[k];
+        if (!(v >= 0)) invalidValue(s.names.forecastSales, "forecastSalesValue must bigger than 0");
+        const int64_t length = s.lengths.at(k);
+        if (length < 0) badLength(s);
+        target += v;
+        reached += length;
+    }
+    if (reached < cover) {
+        // Past the last row every period sells the end average.
+        if (avg.length <= 0) badLength(s);
+        const uint64_t steps = static_cast<uint64_t>((cover - reached + avg.length - 1) / avg.length);
+        bool stalled = false;
+        advance(target, avg.sales, steps, std::numeric_limits<double>::infinity(), stalled);
+    }
+    return target;
+}
+
+double actualCover(const Series& s, const EndAverage& avg, const double* salesOutlook, std::size_t row,
+                   double closing) {
+    if (!(closing > 0)) return 0;
+    double sum = 0;
+    int64_t cover = 0;
+    for (std::size_t k = row + 1; k < s.n; ++k) {
+        sum += salesOutlook[k];
+        if (sum > closing) return static_cast<double>(cover);
+        cover += s.lengths.at(k);
+        if (!(sum < closing)) return static_cast<double>(cover);
+    }
+    // Past the last row: steps of the end average, each one average length.
+    bool stalled = false;
+    const uint64_t steps = advance(sum, avg.sales, std::numeric_limits<uint64_t>::max(), closing, stalled);
+    // A sum that can no longer grow never uses the stock up: the cover ends
+    // where the sales stop adding up.
+    const double counted = stalled || !(sum > closing) ? static_cast<double>(steps) : static_cast<double>(steps) - 1;
+    return static_cast<double>(cover) + counted * static_cast<double>(avg.length);
+}
+
+void batchClamp(double s, double minSupply, double maxSupply, double b, double opening, double sales, double wastage,
+                double target, double& supply, double& closing) {
+    bool maxDropped = false;
+    if (b != 0) {
+        s = roundUpToBatch(s, b);
+        minSupply = roundUpToBatch(minSupply, b);
+        maxSupply = roundDownToBatch(maxSupply, b);
+        if (minSupply > maxSupply) {
+            if (maxSupply != 0)
+                maxSupply = minSupply;
+            else
+                maxDropped = true;
+        }
+    }
+    if (s < minSupply) {
+        supply = minSupply;
+        closing = minSupply + opening - sales - wastage;
+    } else if (!maxDropped && maxSupply != 0 && s > maxSupply) {
+        supply = maxSupply;
+        closing = maxSupply + opening - sales - wastage;
+    } else {
+        supply = s;
+        closing = (b == 0 && !maxDropped) ? target : opening + s - sales - wastage;
+    }
+}
+
+EndAverage planRows(const Series& s, Result& r) {
+    const Names& nm = s.names;
+    const std::size_t n = s.n;
+    const std::size_t history = static_cast<std::size_t>(s.offset + 1);
+
+    // History: the actuals as they are.
+    for (std::size_t i = 0; i < history; ++i) {
+        const double closing = s.actualClosing[i];
+        if (!(closing >= 0)) invalidValue(nm.actualClosing, "actual closingValue must be bigger than 0");
+        const double sales = s.actualSales[i];
+        if (!(sales >= 0)) invalidValue(nm.actualSales, "actual salesValue must be bigger than 0");
+        const double opening = i == 0 ? s.prime : r.closing[i - 1];
+        const double rate = s.wastageRate[i];
+        if (!(rate >= 0 && rate <= 100)) invalidValue(nm.wastageRate, "wastageRate must between 0 and 100");
+        r.closing[i] = closing;
+        r.salesOutlook[i] = sales;
+        r.supplyOutlook[i] = s.actualSupply[i];
+        r.opening[i] = opening;
+        r.wastage[i] = opening < 0 ? 0 : rate * opening / 100;
+        r.rows = i + 1;
+    }
+
+    // End average over the last N rows.
+    const int periods = s.endMethod;
+    if (periods < 1 || static_cast<std::size_t>(periods) > n) invalidValue(nm.endMethod, "n_Periods must be bigger than 0");
+    EndAverage avg;
+    double sum = 0;
+    for (std::size_t k = n - static_cast<std::size_t>(periods); k < n; ++k) {
+        const double v = s.forecastSales[k];
+        if (!(v >= 0)) invalidValue(nm.forecastSales, "forecastSales must be no less than 0");
+        sum += v;
+    }
+    avg.sales = sum / periods;
+    if (s.lengths.unit != UNITS) {
+        int64_t lengths = 0;
+        for (std::size_t k = n - static_cast<std::size_t>(periods); k < n; ++k) lengths += s.lengths.at(k);
+        avg.length = lengths / periods;
+    }
+
+    // Planned rows, in order: each opens with the previous closing.
+    for (std::size_t i = history; i < n; ++i) {
+        const double opening = i == 0 ? s.prime : r.closing[i - 1];
+        const double rate = s.wastageRate[i];
+        if (!(rate >= 0 && rate <= 100)) invalidValue(nm.wastageRate, "wastageRate must between 0 and 100");
+        const double wastage = opening < 0 ? 0 : rate * opening / 100;
+        const double target = targetClosing(s, avg, i, coverOf(s.forecastCover[i], nm));
+        const double sales = s.forecastSales[i];
+        if (!(sales >= 0)) invalidValue(nm.forecastSales, "forecastSales must be no less than 0");
+        const double unclamped = sales + target + wastage - opening;
+        double supply = 0, closing = 0;
+        batchClamp(unclamped, s.minSupply[i], s.maxSupply[i], s.batch != nullptr ? s.batch[i] : 0.0, opening, sales,
+                   wastage, target, supply, closing);
+        r.opening[i] = opening;
+        r.wastage[i] = wastage;
+        r.supplyOutlook[i] = supply;
+        if (s.outlook == RESTRICT && closing < 0) {
+            // Sales are cut to what is available.
+            r.closing[i] = 0;
+            r.salesOutlook[i] = opening - wastage + supply;
+        } else {
+            r.closing[i] = closing;
+            r.salesOutlook[i] = sales;
+        }
+        r.rows = i + 1;
+    }
+    return avg;
+}
+
+void coverRows(const Series& s, const EndAverage& avg, Result& r) {
+    for (std::size_t row = 0; row < s.n; ++row) {
+        r.cover[row] = actualCover(s, avg, r.salesOutlook, row, r.closing[row]);
+        r.covered = row + 1;
+    }
+}
+
+void roundRows(int method, double* const columns[5], std::size_t n, const Names& names) {
+    if (method < DNR || method > PRESERVE_SUM_YOY) invalidValue(names.roundMethod, "roundMethodValue is not in (0, 1,2,3)");
+    if (method == DNR) return;
+    FpkVector<double> rounded = makeVector<double>(stockFlowAllocator(), method == PRESERVE_SUM ? n : 0);
+    FpkVector<double> residual = makeVector<double>(stockFlowAllocator(), method == PRESERVE_SUM ? n : 0);
+    for (int c = 0; c < 5; ++c) {
+        double* v = columns[c];
+        switch (method) {
+            case ROUND:
+                for (std::size_t i = 0; i < n; ++i) v[i] = roundDouble(v[i]);
+                break;
+            case PRESERVE_SUM: {
+                double rawTotal = 0;
+                int32_t roundedTotal = 0;
+                for (std::size_t i = 0; i < n; ++i) {
+                    rounded[i] = roundDouble(v[i]);
+                    residual[i] = v[i] - rounded[i];
+                    rawTotal += v[i];
+                    roundedTotal = addTruncated(roundedTotal, rounded[i]);
+                }
+                Preserv_SUM(rawTotal - roundedTotal, n, residual.data(), rounded.data());
+                std::copy(rounded.begin(), rounded.end(), v);
+                break;
+            }
+            case PRESERVE_SUM_YOY: {
+                double rawTotal = 0, roundedTotal = 0;
+                for (std::size_t i = 0; i < n; ++i) {
+                    rawTotal += v[i];
+                    v[i] = Preserv_Round(v[i], rawTotal, roundedTotal);
+                }
+                break;
+            }
+            default:
+                break;
+        }
+    }
+}
+
+}  // namespace stockflow
+
+double Preserv_Round(double value, double target, double& runningRounded) {
+    const double r = roundDouble(value);
+    runningRounded += r;
+    const double d = target - runningRounded;
+    if (r <= value) {
+        if (std::fabs(d) > std::fabs(d - 1)) {
+            runningRounded += 1;
+            return r + 1;
+        }
+        return r;
+    }
+    if (std::fabs(d) > std::fabs(d + 1)) {
+        runningRounded -= 1;
+        return r - 1;
+    }
+    return r;
+}
+
+void Preserv_SUM(double excess, std::size_t n, const double* residual, double* values) {
+    if (n == 0 || !(excess != 0) || std::isnan(excess)) return;
+    // Work lists: the entries of the excess's sign at the front, keyed by
+    // the size of their residual; the rest keep key 0 and index 0.
+    FpkVector<double> key = makeVector<double>(stockFlowAllocator(), n, 0.0);
+    FpkVector<std::size_t> index = makeVector<std::size_t>(stockFlowAllocator(), n, 0);
+    std::size_t filled = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const bool take = excess > 0 ? residual[i] > 0 : residual[i] < 0;
+        if (!take) continue;
+        key[filled] = excess > 0 ? residual[i] : -residual[i];
+        index[filled] = i;
+        ++filled;
+    }
+    double remaining = excess > 0 ? excess : -excess;
+    const double unit = excess > 0 ? -1.0 : 1.0;
+
+    // Selection sort from the top: for p = n-1 down, the largest key among
+    // positions 0..p (the highest position on ties) is swapped into p. Only
+    // the positions the units reach are needed, so the sort stops there; a
+    // tournament tree over the positions finds each maximum in log n.
+    std::size_t leaves = 1;
+    while (leaves < n) leaves <<= 1;
+    const double gone = -std::numeric_limits<double>::infinity();
+    FpkVector<double> live = makeVector<double>(stockFlowAllocator(), leaves, gone);
+    std::copy(key.begin(), key.end(), live.begin());
+    FpkVector<std::size_t> best = makeVector<std::size_t>(stockFlowAllocator(), 2 * leaves, 0);
+    auto winner = [&](std::size_t a, std::size_t b) {
+        return (live[a] > live[b] || (live[a] == live[b] && a > b)) ? a : b;
+    };
+    for (std::size_t i = 0; i < leaves; ++i) best[leaves + i] = i;
+    for (std::size_t v = leaves - 1; v >= 1; --v) best[v] = winner(best[2 * v], best[2 * v + 1]);
+    auto update = [&](std::size_t pos) {
+        for (std::size_t v = (leaves + pos) / 2; v >= 1; v /= 2) best[v] = winner(best[2 * v], best[2 * v + 1]);
+    };
+    for (std::size_t p = n; p-- > 0 && remaining > 0;) {
+        const std::size_t j = best[1];
+        std::swap(key[j], key[p]);
+        std::swap(index[j], index[p]);
+        live[j] = key[j];
+        live[p] = gone;
+        update(j);
+        update(p);
+        values[index[p]] += unit;
+        remaining -= 1;
+    }
+}
+
+void convert2units(int value, stockflow::CoverUnit& out, const char* colName) {
+    switch (value) {
+        case 0:
+            out = stockflow::DAYS;
+            return;
+        case 1:
+            out = stockflow::UNITS;
+            return;
+        case 2:
+            out = stockflow::PERIODS;
+            return;
+        default:
+            FPK_RAISE(ERR_FPK_COMM_INVALID_COL_VALUE, {"COL", colName}, {"APPEND", "switchover is not in (0, 1, 2)"});
+    }
+}
+
+}  // namespace businessFunctions

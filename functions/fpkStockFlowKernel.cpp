@@ -343,13 +343,16 @@ void Preserv_SUM(double excess, std::size_t n, const double* residual, double* v
 
     // Selection sort from the top: for p = n-1 down, the largest key among
     // positions 0..p (the highest position on ties) is swapped into p. Only
-    // the positions the units reach are needed, so the sort stops there; a
-    // tournament tree over the positions finds each maximum in log n.
+    // the positions the units reach matter. The positive keys start in
+    // positions 0..filled-1 and win every step until all are placed; the
+    // positions from `filled` up hold unfilled entries (key 0, index 0) until
+    // a step swaps one down. A tournament tree over positions 0..filled-1
+    // finds each maximum in log n.
     std::size_t leaves = 1;
-    while (leaves < n) leaves <<= 1;
+    while (leaves < filled) leaves <<= 1;
     const double gone = -std::numeric_limits<double>::infinity();
     FpkVector<double> live = makeVector<double>(stockFlowAllocator(), leaves, gone);
-    std::copy(key.begin(), key.end(), live.begin());
+    std::copy(key.begin(), key.begin() + static_cast<std::ptrdiff_t>(filled), live.begin());
     FpkVector<std::size_t> best = makeVector<std::size_t>(stockFlowAllocator(), 2 * leaves, 0);
     auto winner = [&](std::size_t a, std::size_t b) {
         return (live[a] > live[b] || (live[a] == live[b] && a > b)) ? a : b;
@@ -359,15 +362,31 @@ void Preserv_SUM(double excess, std::size_t n, const double* residual, double* v
     auto update = [&](std::size_t pos) {
         for (std::size_t v = (leaves + pos) / 2; v >= 1; v /= 2) best[v] = winner(best[2 * v], best[2 * v + 1]);
     };
-    for (std::size_t p = n; p-- > 0 && remaining > 0;) {
+    std::size_t p = n;
+    for (; p > n - filled && remaining > 0;) {
+        --p;
         const std::size_t j = best[1];
-        std::swap(key[j], key[p]);
-        std::swap(index[j], index[p]);
-        live[j] = key[j];
-        live[p] = gone;
+        const std::size_t placed = index[j];
+        if (p < filled) {
+            std::swap(key[j], key[p]);
+            std::swap(index[j], index[p]);
+            live[j] = key[j];
+            live[p] = gone;
+            update(p);
+        } else {
+            // An unfilled entry comes down from p.
+            key[j] = 0;
+            index[j] = 0;
+            live[j] = 0;
+        }
         update(j);
-        update(p);
-        values[index[p]] += unit;
+        values[placed] += unit;
+        remaining -= 1;
+    }
+    // The positions below hold only unfilled entries (key 0, index 0):
+    // whatever units remain fall on row 0.
+    for (; p > 0 && remaining > 0; --p) {
+        values[0] += unit;
         remaining -= 1;
     }
 }

@@ -68,6 +68,70 @@ int32_t addTruncated(int32_t total, double r) {
     return static_cast<int32_t>(t);
 }
 
+// Prefix sums of values[first..n) and of the row lengths, for range sums in
+// O(1). `exact` is set only when every partial sum of those values is exact
+// in double (all finite, non-negative multiples of one power of two whose
+// total stays below 2^52 of it): then a range sum from the prefixes is the
+// very number the row-by-row walk adds up, in any order. `lengthsOk` is set
+// when no row from `first` on lacks a length; `monotone` when no length is
+// negative.
+struct Prefix {
+    bool exact = false;
+    bool lengthsOk = false;
+    bool monotone = false;
+    FpkVector<double> sum = makeVector<double>(stockFlowAllocator());
+    FpkVector<int64_t> length = makeVector<int64_t>(stockFlowAllocator());
+};
+
+Prefix buildPrefix(const double* values, const Lengths& lengths, std::size_t first, std::size_t n) {
+    Prefix p;
+    int lowest = std::numeric_limits<int>::max();
+    double total = 0;
+    for (std::size_t k = first; k < n; ++k) {
+        const double v = values[k];
+        if (!(v >= 0) || !std::isfinite(v)) return p;
+        if (v == 0) continue;
+        int e = 0;
+        const double m = std::frexp(v, &e);
+        uint64_t mantissa = static_cast<uint64_t>(std::ldexp(m, 53));
+        int zeros = 0;
+        while ((mantissa & 1) == 0) mantissa >>= 1, ++zeros;
+        lowest = std::min(lowest, e - 53 + zeros);
+        total += v;
+    }
+    if (lowest != std::numeric_limits<int>::max() && !(total < std::ldexp(1.0, 52 + lowest))) return p;
+    p.lengthsOk = true;
+    p.monotone = true;
+    for (std::size_t k = first; k < n; ++k) {
+        if (lengths.bad != nullptr && lengths.bad[k]) p.lengthsOk = false;
+        if (lengths.len != nullptr && lengths.len[k] < 0) p.monotone = false;
+    }
+    if (!p.lengthsOk) return p;
+    p.exact = true;
+    p.sum.assign(n + 1, 0.0);
+    p.length.assign(n + 1, 0);
+    for (std::size_t k = 0; k < n; ++k) {
+        p.sum[k + 1] = p.sum[k] + (k >= first ? values[k] : 0.0);
+        p.length[k + 1] = p.length[k] + (lengths.len != nullptr ? lengths.len[k] : 1);
+    }
+    return p;
+}
+
+// The first k in [from, n) whose cumulative `prefix[k + 1] - prefix[from]`
+// reaches `limit`, or n when none does (the prefix is non-decreasing).
+template <class T>
+std::size_t firstReaching(const FpkVector<T>& prefix, std::size_t from, std::size_t n, T limit) {
+    std::size_t lo = from, hi = n;
+    while (lo < hi) {
+        const std::size_t mid = lo + (hi - lo) / 2;
+        if (prefix[mid + 1] - prefix[from] >= limit)
+            hi = mid;
+        else
+            lo = mid + 1;
+    }
+    return lo;
+}
+
 }  // namespace
 
 int coverOf(double value, const Names& names) {
@@ -122,11 +186,19 @@ uint64_t advance(double& s, double a, uint64_t maxSteps, double stop, bool& stal
     return done;
 }
 
-double targetClosing(const Series& s, const EndAverage& avg, std::size_t row, int cover) {
+namespace {
+double targetClosingWith(const Series& s, const EndAverage& avg, std::size_t row, int cover, const Prefix* prefix) {
     if (cover < 0) invalidValue(s.names.forecastCover, "coverPeriod must be no less than 0");
     double target = 0;
     int64_t reached = 0;
     std::size_t k = row + 1;
+    if (prefix != nullptr && cover > 0 && k < s.n) {
+        // The rows up to the one whose length reaches the cover, at once.
+        const std::size_t last = std::min(firstReaching<int64_t>(prefix->length, k, s.n, cover), s.n - 1);
+        target = prefix->sum[last + 1] - prefix->sum[k];
+        reached = prefix->length[last + 1] - prefix->length[k];
+        k = last + 1;
+    }
     for (; reached < cover && k < s.n; ++k) {
         const double v = s.forecastSales[k];
         if (!(v >= 0)) invalidValue(s.names.forecastSales, "forecastSalesValue must bigger than 0");
@@ -145,12 +217,25 @@ double targetClosing(const Series& s, const EndAverage& avg, std::size_t row, in
     return target;
 }
 
-double actualCover(const Series& s, const EndAverage& avg, const double* salesOutlook, std::size_t row,
-                   double closing) {
+double actualCoverWith(const Series& s, const EndAverage& avg, const double* salesOutlook, std::size_t row,
+                       double closing, const Prefix* prefix) {
     if (!(closing > 0)) return 0;
     double sum = 0;
     int64_t cover = 0;
-    for (std::size_t k = row + 1; k < s.n; ++k) {
+    std::size_t from = row + 1;
+    if (prefix != nullptr && from < s.n) {
+        // The row whose sales make the sum reach the closing stock, at once.
+        const std::size_t k = firstReaching<double>(prefix->sum, from, s.n, closing);
+        if (k < s.n) {
+            const double reached = prefix->sum[k + 1] - prefix->sum[from];
+            const std::size_t counted = reached > closing ? k : k + 1;
+            return static_cast<double>(prefix->length[counted] - prefix->length[from]);
+        }
+        sum = prefix->sum[s.n] - prefix->sum[from];
+        cover = prefix->length[s.n] - prefix->length[from];
+        from = s.n;
+    }
+    for (std::size_t k = from; k < s.n; ++k) {
         sum += salesOutlook[k];
         if (sum > closing) return static_cast<double>(cover);
         cover += s.lengths.at(k);
@@ -163,6 +248,16 @@ double actualCover(const Series& s, const EndAverage& avg, const double* salesOu
     // where the sales stop adding up.
     const double counted = stalled || !(sum > closing) ? static_cast<double>(steps) : static_cast<double>(steps) - 1;
     return static_cast<double>(cover) + counted * static_cast<double>(avg.length);
+}
+}  // namespace
+
+double targetClosing(const Series& s, const EndAverage& avg, std::size_t row, int cover) {
+    return targetClosingWith(s, avg, row, cover, nullptr);
+}
+
+double actualCover(const Series& s, const EndAverage& avg, const double* salesOutlook, std::size_t row,
+                   double closing) {
+    return actualCoverWith(s, avg, salesOutlook, row, closing, nullptr);
 }
 
 void batchClamp(double s, double minSupply, double maxSupply, double b, double opening, double sales, double wastage,
@@ -230,13 +325,16 @@ EndAverage planRows(const Series& s, Result& r) {
         avg.length = lengths / periods;
     }
 
-    // Planned rows, in order: each opens with the previous closing.
+    // Planned rows, in order: each opens with the previous closing. Their
+    // target walks read the forecast sales of the planned rows.
+    const Prefix prefix = buildPrefix(s.forecastSales, s.lengths, history, n);
+    const Prefix* fast = prefix.exact && prefix.monotone ? &prefix : nullptr;
     for (std::size_t i = history; i < n; ++i) {
         const double opening = i == 0 ? s.prime : r.closing[i - 1];
         const double rate = s.wastageRate[i];
         if (!(rate >= 0 && rate <= 100)) invalidValue(nm.wastageRate, "wastageRate must between 0 and 100");
         const double wastage = opening < 0 ? 0 : rate * opening / 100;
-        const double target = targetClosing(s, avg, i, coverOf(s.forecastCover[i], nm));
+        const double target = targetClosingWith(s, avg, i, coverOf(s.forecastCover[i], nm), fast);
         const double sales = s.forecastSales[i];
         if (!(sales >= 0)) invalidValue(nm.forecastSales, "forecastSales must be no less than 0");
         const double unclamped = sales + target + wastage - opening;
@@ -260,8 +358,10 @@ EndAverage planRows(const Series& s, Result& r) {
 }
 
 void coverRows(const Series& s, const EndAverage& avg, Result& r) {
+    const Prefix prefix = buildPrefix(r.salesOutlook, s.lengths, s.n > 0 ? 1 : 0, s.n);
+    const Prefix* fast = prefix.exact ? &prefix : nullptr;
     for (std::size_t row = 0; row < s.n; ++row) {
-        r.cover[row] = actualCover(s, avg, r.salesOutlook, row, r.closing[row]);
+        r.cover[row] = actualCoverWith(s, avg, r.salesOutlook, row, r.closing[row], fast);
         r.covered = row + 1;
     }
 }

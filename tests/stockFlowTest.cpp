@@ -635,3 +635,61 @@ TEST(StockFlowKernel, DayCountsOfPeriodKeys) {
             }
     }
 }
+
+TEST(StockFlowKernel, RangeSumsEqualTheRowByRowWalks) {
+    // Whole-number sales (exact prefix sums) and fractional ones (row-by-row
+    // walks) must both give what the literal walks give, in every unit.
+    std::mt19937 rng(5);
+    for (int trial = 0; trial < 60; ++trial) {
+        const std::size_t n = 50 + trial;
+        const bool whole = trial % 2 == 0;
+        std::vector<double> sales(n), cover(n), zeros(n, 0), minimum(n, -1e15);
+        std::vector<int64_t> len(n);
+        for (std::size_t i = 0; i < n; ++i) {
+            sales[i] = whole ? static_cast<double>(rng() % 50) : (rng() % 5000) / 97.0;
+            cover[i] = static_cast<double>(rng() % (trial % 3 == 0 ? 3 * n : 12));
+            len[i] = 1 + static_cast<int64_t>(rng() % 31);
+        }
+        sf::Series s;
+        s.n = n;
+        s.prime = 100;
+        s.forecastSales = sales.data();
+        s.forecastCover = cover.data();
+        s.maxSupply = zeros.data();
+        s.minSupply = minimum.data();
+        s.wastageRate = zeros.data();
+        s.endMethod = 3;
+        s.lengths.unit = trial % 4 == 1 ? sf::UNITS : sf::PERIODS;
+        s.lengths.len = s.lengths.unit == sf::UNITS ? nullptr : len.data();
+        std::vector<double> out(6 * n);
+        sf::Result r{&out[0], &out[n], &out[2 * n], &out[3 * n], &out[4 * n], &out[5 * n]};
+        const sf::EndAverage avg = sf::planRows(s, r);
+        sf::coverRows(s, avg, r);
+        for (std::size_t i = 0; i < n; ++i) {
+            // No clamp binds, so the closing is the target.
+            ASSERT_EQ(r.closing[i], sf::targetClosing(s, avg, i, static_cast<int>(cover[i]))) << trial << " " << i;
+            ASSERT_EQ(r.cover[i], sf::actualCover(s, avg, r.salesOutlook, i, r.closing[i])) << trial << " " << i;
+        }
+    }
+}
+
+TEST(StockFlowKernel, CoverAsLongAsTheSeriesIsCheap) {
+    const std::size_t n = 100000;
+    std::vector<double> sales(n, 7), cover(n, 2e9), zeros(n, 0);
+    sf::Series s;
+    s.n = n;
+    s.forecastSales = sales.data();
+    s.forecastCover = cover.data();
+    s.maxSupply = zeros.data();
+    s.minSupply = zeros.data();
+    s.wastageRate = zeros.data();
+    std::vector<double> out(6 * n);
+    sf::Result r{&out[0], &out[n], &out[2 * n], &out[3 * n], &out[4 * n], &out[5 * n]};
+    const sf::EndAverage avg = sf::planRows(s, r);
+    sf::coverRows(s, avg, r);
+    // Every row holds 2e9 rows of 7 and covers exactly 2e9 rows.
+    EXPECT_EQ(r.closing[0], 1.4e10);
+    EXPECT_EQ(r.closing[n - 1], 1.4e10);
+    EXPECT_EQ(r.cover[0], 2e9);
+    EXPECT_EQ(r.cover[n / 2], 2e9);
+}

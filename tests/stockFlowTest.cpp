@@ -36,46 +36,31 @@ struct Inputs {
     }
 };
 
-std::vector<Argument> head(const Inputs& in) {
-    return {col(in.prime),
-            scol(in.time),
-            col(in.orZeros(in.forecastSales)),
-            col(in.orZeros(in.forecastCover)),
-            col(in.orZeros(in.actualSales)),
-            col(in.orZeros(in.actualSupply)),
-            col(in.orZeros(in.actualClosing))};
-}
-
-CallResult stockFlow(const Inputs& in) {
-    std::vector<Argument> a = head(in);
-    for (Argument x : {Argument(icol(in.switchover)), Argument(scol(in.switchoverDate)), Argument(icol(in.coverUnits)),
-                       Argument(icol(in.orZeros(in.periodLength))), Argument(col(in.orZeros(in.maxSupply))),
-                       Argument(col(in.orZeros(in.minSupply))), Argument(col(in.orZeros(in.wastageRate))),
-                       Argument(icol(in.roundMethod)), Argument(icol(in.endMethod)), Argument(icol(in.outlookMethod))})
+// Calls STOCKFLOW, STOCKFLOWREVERSE or STOCKFLOWBATCH with the inputs in
+// catalogue order.
+CallResult run(const std::string& fn, const Inputs& in, bool integerPrime = false) {
+    std::vector<Argument> a = {integerPrime ? icol({100}) : col(in.prime), scol(in.time),
+                               col(in.orZeros(in.forecastSales)), col(in.orZeros(in.forecastCover)),
+                               col(in.orZeros(in.actualSales)),   col(in.orZeros(in.actualSupply)),
+                               col(in.orZeros(in.actualClosing))};
+    if (fn == "STOCKFLOW") {
+        a.push_back(icol(in.switchover));
+        a.push_back(scol(in.switchoverDate));
+    } else {
+        a.push_back(icol(in.forecastFlag));
+    }
+    for (Argument x : {Argument(icol(in.coverUnits)), Argument(icol(in.orZeros(in.periodLength))),
+                       Argument(col(in.orZeros(in.maxSupply))), Argument(col(in.orZeros(in.minSupply)))})
         a.push_back(x);
-    return call("STOCKFLOW", a);
-}
-
-CallResult reverse(const Inputs& in) {
-    std::vector<Argument> a = head(in);
-    for (Argument x : {Argument(icol(in.forecastFlag)), Argument(icol(in.coverUnits)),
-                       Argument(icol(in.orZeros(in.periodLength))), Argument(col(in.orZeros(in.maxSupply))),
-                       Argument(col(in.orZeros(in.minSupply))), Argument(col(in.orZeros(in.wastageRate))),
-                       Argument(icol(in.roundMethod)), Argument(icol(in.endMethod)), Argument(icol(in.outlookMethod))})
-        a.push_back(x);
-    return call("STOCKFLOWREVERSE", a);
-}
-
-CallResult batch(const Inputs& in) {
-    std::vector<Argument> a = head(in);
-    for (Argument x : {Argument(icol(in.forecastFlag)), Argument(icol(in.coverUnits)),
-                       Argument(icol(in.orZeros(in.periodLength))), Argument(col(in.orZeros(in.maxSupply))),
-                       Argument(col(in.orZeros(in.minSupply))), Argument(col(in.orZeros(in.batch))),
-                       Argument(col(in.orZeros(in.wastageRate))), Argument(icol(in.roundMethod)),
+    if (fn == "STOCKFLOWBATCH") a.push_back(col(in.orZeros(in.batch)));
+    for (Argument x : {Argument(col(in.orZeros(in.wastageRate))), Argument(icol(in.roundMethod)),
                        Argument(icol(in.endMethod)), Argument(icol(in.outlookMethod))})
         a.push_back(x);
-    return call("STOCKFLOWBATCH", a);
+    return call(fn, a);
 }
+CallResult stockFlow(const Inputs& in) { return run("STOCKFLOW", in); }
+CallResult reverse(const Inputs& in) { return run("STOCKFLOWREVERSE", in); }
+CallResult batch(const Inputs& in) { return run("STOCKFLOWBATCH", in); }
 
 struct Rows {
     std::vector<double> opening, closing, cover, wastage, sales, supply;
@@ -431,15 +416,7 @@ TEST(StockFlow, VariantsUseTheirOwnOutlookText) {
 }
 
 TEST(StockFlow, TypeMismatchesComeFromTheVerifier) {
-    Inputs in = unitsExample();
-    std::vector<Argument> a = head(in);
-    a[0] = icol({100});
-    for (Argument x : {Argument(icol(in.switchover)), Argument(scol(in.switchoverDate)), Argument(icol(in.coverUnits)),
-                       Argument(icol(in.orZeros(in.periodLength))), Argument(col(in.orZeros(in.maxSupply))),
-                       Argument(col(in.orZeros(in.minSupply))), Argument(col(in.orZeros(in.wastageRate))),
-                       Argument(icol(in.roundMethod)), Argument(icol(in.endMethod)), Argument(icol(in.outlookMethod))})
-        a.push_back(x);
-    expectError(call("STOCKFLOW", a), "ERR_FPK_COMM_UNSUPPORTED_COL_TYPE",
+    expectError(run("STOCKFLOW", unitsExample(), true), "ERR_FPK_COMM_UNSUPPORTED_COL_TYPE",
                 "FPK error[73000050]:Data type of column PRIME is not supported.");
 }
 

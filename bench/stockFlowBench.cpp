@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "functions/fpkStockFlow.h"
 #include "host/loader/PluginLoader.h"
 #include "host/runtime/QELHost.h"
 
@@ -113,3 +114,31 @@ BENCHMARK(BM_StockFlow)
     ->Args({1, 3})
     ->Unit(benchmark::kMillisecond)
     ->Iterations(3);
+
+// The arithmetic alone on native arrays: planned rows and actual cover, 30
+// rows of cover (lengths 1, as in UNITS or PERIODS of length 1).
+static void BM_StockFlowKernel(benchmark::State& state) {
+    namespace sf = businessFunctions::stockflow;
+    const bool whole = state.range(0) != 0;  // whole-number sales take the prefix-sum path
+    std::vector<double> sales(kRows), cover(kRows, 30), zeros(kRows, 0), wastage(kRows, 2);
+    for (std::size_t i = 0; i < kRows; ++i)
+        sales[i] = whole ? static_cast<double>(100 + (i * 7919) % 97) : 100 + static_cast<double>((i * 7919) % 97) * 0.37;
+    sf::Series s;
+    s.n = kRows;
+    s.prime = 500;
+    s.forecastSales = sales.data();
+    s.forecastCover = cover.data();
+    s.maxSupply = zeros.data();
+    s.minSupply = zeros.data();
+    s.wastageRate = wastage.data();
+    s.endMethod = 12;
+    std::vector<double> out(6 * kRows);
+    for (auto _ : state) {
+        sf::Result r{&out[0], &out[kRows], &out[2 * kRows], &out[3 * kRows], &out[4 * kRows], &out[5 * kRows]};
+        const sf::EndAverage avg = sf::planRows(s, r);
+        sf::coverRows(s, avg, r);
+        benchmark::DoNotOptimize(out.data());
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(kRows));
+}
+BENCHMARK(BM_StockFlowKernel)->ArgName("whole")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->Iterations(3);

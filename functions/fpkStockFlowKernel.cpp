@@ -1,6 +1,7 @@
 // The arithmetic of STOCKFLOW, STOCKFLOWREVERSE and STOCKFLOWBATCH over
 // native arrays: history, end average, planned rows, actual cover, rounding.
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -93,10 +94,8 @@ Prefix buildPrefix(const double* values, const Lengths& lengths, std::size_t fir
         if (v == 0) continue;
         int e = 0;
         const double m = std::frexp(v, &e);
-        uint64_t mantissa = static_cast<uint64_t>(std::ldexp(m, 53));
-        int zeros = 0;
-        while ((mantissa & 1) == 0) mantissa >>= 1, ++zeros;
-        lowest = std::min(lowest, e - 53 + zeros);
+        const uint64_t mantissa = static_cast<uint64_t>(std::ldexp(m, 53));
+        lowest = std::min(lowest, e - 53 + std::countr_zero(mantissa));
         total += v;
     }
     if (lowest != std::numeric_limits<int>::max() && !(total < std::ldexp(1.0, 52 + lowest))) return p;
@@ -117,11 +116,39 @@ Prefix buildPrefix(const double* values, const Lengths& lengths, std::size_t fir
     return p;
 }
 
+// Prefix sums built on first demand: most calls never walk far.
+struct LazyPrefix {
+    const double* values;
+    const Lengths* lengths;
+    std::size_t first, n;
+    bool needMonotone;
+    bool built = false;
+    Prefix prefix = Prefix();
+
+    const Prefix* get() {
+        if (!built) {
+            prefix = buildPrefix(values, *lengths, first, n);
+            built = true;
+        }
+        return prefix.exact && (prefix.monotone || !needMonotone) ? &prefix : nullptr;
+    }
+};
+
 // The first k in [from, n) whose cumulative `prefix[k + 1] - prefix[from]`
-// reaches `limit`, or n when none does (the prefix is non-decreasing).
+// reaches `limit`, or n when none does (the prefix is non-decreasing). It
+// gallops from `from` before bisecting, so a short window costs little.
 template <class T>
 std::size_t firstReaching(const FpkVector<T>& prefix, std::size_t from, std::size_t n, T limit) {
-    std::size_t lo = from, hi = n;
+    std::size_t lo = from, hi = n, step = 1;
+    while (lo + step < n) {
+        const std::size_t probe = lo + step - 1;
+        if (prefix[probe + 1] - prefix[from] >= limit) {
+            hi = probe + 1;
+            break;
+        }
+        lo = probe + 1;
+        step *= 2;
+    }
     while (lo < hi) {
         const std::size_t mid = lo + (hi - lo) / 2;
         if (prefix[mid + 1] - prefix[from] >= limit)
@@ -187,12 +214,17 @@ uint64_t advance(double& s, double a, uint64_t maxSteps, double stop, bool& stal
 }
 
 namespace {
-double targetClosingWith(const Series& s, const EndAverage& avg, std::size_t row, int cover, const Prefix* prefix) {
+// Walks up to this many rows (or this much cover) one by one before the
+// prefix sums take over.
+constexpr int kShortWalk = 64;
+
+double targetClosingWith(const Series& s, const EndAverage& avg, std::size_t row, int cover, LazyPrefix* source) {
     if (cover < 0) invalidValue(s.names.forecastCover, "coverPeriod must be no less than 0");
     double target = 0;
     int64_t reached = 0;
     std::size_t k = row + 1;
-    if (prefix != nullptr && cover > 0 && k < s.n) {
+    const Prefix* prefix = source != nullptr && cover > kShortWalk && k < s.n ? source->get() : nullptr;
+    if (prefix != nullptr) {
         // The rows up to the one whose length reaches the cover, at once.
         const std::size_t last = std::min(firstReaching<int64_t>(prefix->length, k, s.n, cover), s.n - 1);
         target = prefix->sum[last + 1] - prefix->sum[k];
@@ -218,21 +250,31 @@ double targetClosingWith(const Series& s, const EndAverage& avg, std::size_t row
 }
 
 double actualCoverWith(const Series& s, const EndAverage& avg, const double* salesOutlook, std::size_t row,
-                       double closing, const Prefix* prefix) {
+                       double closing, LazyPrefix* source) {
     if (!(closing > 0)) return 0;
     double sum = 0;
     int64_t cover = 0;
-    std::size_t from = row + 1;
-    if (prefix != nullptr && from < s.n) {
+    const std::size_t origin = row + 1;
+    // A short walk first: most covers end within a few rows.
+    const std::size_t shortEnd = source != nullptr ? std::min(s.n, origin + kShortWalk) : origin;
+    for (std::size_t k = origin; k < shortEnd; ++k) {
+        sum += salesOutlook[k];
+        if (sum > closing) return static_cast<double>(cover);
+        cover += s.lengths.at(k);
+        if (!(sum < closing)) return static_cast<double>(cover);
+    }
+    std::size_t from = shortEnd;
+    const Prefix* prefix = source != nullptr && shortEnd < s.n ? source->get() : nullptr;
+    if (prefix != nullptr) {
         // The row whose sales make the sum reach the closing stock, at once.
-        const std::size_t k = firstReaching<double>(prefix->sum, from, s.n, closing);
+        const std::size_t k = firstReaching<double>(prefix->sum, origin, s.n, closing);
         if (k < s.n) {
-            const double reached = prefix->sum[k + 1] - prefix->sum[from];
+            const double reached = prefix->sum[k + 1] - prefix->sum[origin];
             const std::size_t counted = reached > closing ? k : k + 1;
-            return static_cast<double>(prefix->length[counted] - prefix->length[from]);
+            return static_cast<double>(prefix->length[counted] - prefix->length[origin]);
         }
-        sum = prefix->sum[s.n] - prefix->sum[from];
-        cover = prefix->length[s.n] - prefix->length[from];
+        sum = prefix->sum[s.n] - prefix->sum[origin];
+        cover = prefix->length[s.n] - prefix->length[origin];
         from = s.n;
     }
     for (std::size_t k = from; k < s.n; ++k) {
@@ -327,14 +369,13 @@ EndAverage planRows(const Series& s, Result& r) {
 
     // Planned rows, in order: each opens with the previous closing. Their
     // target walks read the forecast sales of the planned rows.
-    const Prefix prefix = buildPrefix(s.forecastSales, s.lengths, history, n);
-    const Prefix* fast = prefix.exact && prefix.monotone ? &prefix : nullptr;
+    LazyPrefix fast{s.forecastSales, &s.lengths, history, n, true, false, Prefix()};
     for (std::size_t i = history; i < n; ++i) {
         const double opening = i == 0 ? s.prime : r.closing[i - 1];
         const double rate = s.wastageRate[i];
         if (!(rate >= 0 && rate <= 100)) invalidValue(nm.wastageRate, "wastageRate must between 0 and 100");
         const double wastage = opening < 0 ? 0 : rate * opening / 100;
-        const double target = targetClosingWith(s, avg, i, coverOf(s.forecastCover[i], nm), fast);
+        const double target = targetClosingWith(s, avg, i, coverOf(s.forecastCover[i], nm), &fast);
         const double sales = s.forecastSales[i];
         if (!(sales >= 0)) invalidValue(nm.forecastSales, "forecastSales must be no less than 0");
         const double unclamped = sales + target + wastage - opening;
@@ -358,10 +399,9 @@ EndAverage planRows(const Series& s, Result& r) {
 }
 
 void coverRows(const Series& s, const EndAverage& avg, Result& r) {
-    const Prefix prefix = buildPrefix(r.salesOutlook, s.lengths, s.n > 0 ? 1 : 0, s.n);
-    const Prefix* fast = prefix.exact ? &prefix : nullptr;
+    LazyPrefix fast{r.salesOutlook, &s.lengths, s.n > 0 ? 1u : 0u, s.n, false, false, Prefix()};
     for (std::size_t row = 0; row < s.n; ++row) {
-        r.cover[row] = actualCoverWith(s, avg, r.salesOutlook, row, r.closing[row], fast);
+        r.cover[row] = actualCoverWith(s, avg, r.salesOutlook, row, r.closing[row], &fast);
         r.covered = row + 1;
     }
 }

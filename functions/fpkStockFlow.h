@@ -114,8 +114,9 @@ void batchClamp(double s, double minSupply, double maxSupply, double b, double o
 // Repeated addition: applies `s = s + a` up to `maxSteps` times, exactly as
 // the loop would, stopping early after the first step whose result is at
 // least `stop`. Returns the number of steps taken; `stalled` is set when
-// s + a == s before that (the sum can no longer grow). Runs in time
-// logarithmic in the number of steps for a > 0.
+// s + a == s before that (the sum can no longer grow). Inside one binade
+// the steps all add the same amount, so a run of them is taken at once: the
+// cost is a few steps per binade crossed, not per step.
 uint64_t advance(double& s, double a, uint64_t maxSteps, double stop, bool& stalled);
 
 // The target closing of planned row `row` as the row-by-row walk computes

@@ -1,6 +1,8 @@
 // FORECAST and its nine methods.
 #include "fpkForecast.h"
 
+#include <algorithm>
+
 #include "../common/fpkColumnIO.h"
 #include "../common/fpkCommonCode.h"
 #include "../common/fpkDefines.h"
@@ -343,20 +345,58 @@ const IoSite kForecastWrite{TRACE_FPKFORECAST, "forecast->setNative failed."};
     FPK_RAISE(ERR_FPK_FCST_COL_SIZE_LESS, {"COL1", shorter->getName()}, {"COL2", longer->getName()});
 }
 
-// The PERIOD texts with their null flags and the marker rows.
+// Rows per range when PERIOD is scanned or copied: the texts of one range
+// stay in cache instead of a view of every row being kept.
+constexpr std::size_t kTextRange = std::size_t(1) << 15;
+
+// Numeric rows of a column, nulls read as 0, in ranges through a small null
+// buffer.
+template <class T>
+FpkVector<T> readNumbers(const ColumnBase* col, std::size_t begin, std::size_t end, IoSite site) {
+    FpkVector<T> out = makeVector<T>(hForecastAlloc(), end - begin);
+    FpkVector<NullFlags> nulls = makeVector<NullFlags>(hForecastAlloc(), std::min(end - begin, kTextRange));
+    for (std::size_t lo = begin; lo < end; lo += kTextRange) {
+        const std::size_t hi = std::min(end, lo + kTextRange);
+        T* dst = out.data() + (lo - begin);
+        readRange(col, lo, hi, dst, nulls.data(), site);
+        for (std::size_t i = 0; i < hi - lo; ++i)
+            if (nulls[i]) dst[i] = T(0);
+    }
+    return out;
+}
+template <class T>
+FpkVector<T> readNumbers(const ColumnBase* col, IoSite site) {
+    return readNumbers<T>(col, 0, col->size(), site);
+}
+
+// The marker rows of PERIOD.
 struct Periods {
-    FpkVector<std::string_view> texts;
-    FpkVector<NullFlags> nulls;
+    const ColumnBase* column;
     FpkVector<uint8_t> marker;
 
     explicit Periods(const ColumnBase* period)
-        : texts(makeVector<std::string_view>(hForecastAlloc(), period->size())),
-          nulls(makeVector<NullFlags>(hForecastAlloc(), period->size())),
-          marker(makeVector<uint8_t>(hForecastAlloc(), period->size())) {
-        readRange(period, 0, texts.size(), texts.data(), nulls.data(), kPeriodRead);
-        forecast::markRows(texts.data(), nulls.data(), texts.size(), marker.data());
+        : column(period), marker(makeVector<uint8_t>(hForecastAlloc(), period->size())) {
+        const std::size_t n = marker.size();
+        FpkVector<std::string_view> texts = makeVector<std::string_view>(hForecastAlloc(), std::min(n, kTextRange));
+        FpkVector<NullFlags> nulls = makeVector<NullFlags>(hForecastAlloc(), texts.size());
+        for (std::size_t lo = 0; lo < n; lo += kTextRange) {
+            const std::size_t hi = std::min(n, lo + kTextRange);
+            readRange(period, lo, hi, texts.data(), nulls.data(), kPeriodRead);
+            forecast::markRows(texts.data(), nulls.data(), hi - lo, marker.data() + lo);
+        }
     }
-    std::size_t size() const { return texts.size(); }
+    std::size_t size() const { return marker.size(); }
+
+    // RE_PERIOD rows [0, rows) = PERIOD rows, nulls included.
+    void copyTo(ColumnBase* re_period, std::size_t rows) const {
+        FpkVector<std::string_view> texts = makeVector<std::string_view>(hForecastAlloc(), std::min(rows, kTextRange));
+        FpkVector<NullFlags> nulls = makeVector<NullFlags>(hForecastAlloc(), texts.size());
+        for (std::size_t lo = 0; lo < rows; lo += kTextRange) {
+            const std::size_t hi = std::min(rows, lo + kTextRange);
+            readRange(column, lo, hi, texts.data(), nulls.data(), kPeriodRead);
+            writeRange(re_period, lo, hi, texts.data(), nulls.data(), kRePeriodWrite);
+        }
+    }
 };
 
 // Writes the rows a method finished and raises the fault that stopped it.
@@ -368,7 +408,7 @@ void finish(const Periods& periods, const double* values, forecast::Outcome outc
     const std::size_t n = periods.size();
     resizeColumn(re_period, n, kRePeriodWrite);
     resizeColumn(result, n, kForecastWrite);
-    writeRange(re_period, 0, outcome.rows, periods.texts.data(), periods.nulls.data(), kRePeriodWrite);
+    periods.copyTo(re_period, outcome.rows);
     writeRange(result, 0, outcome.rows, values, static_cast<const NullFlags*>(nullptr), kForecastWrite);
     switch (outcome.fault) {
         case forecast::Fault::None:
@@ -459,7 +499,7 @@ void FPKForecast::execute_forecast() {
             execute_linear(periodCol, actualCol, afFlagCol, periodsNumCol, daysCol, re_period, result);
             break;
         case PERIODIC: {
-            FpkVector<int32_t> flags = readInts(periodsFlagCol, hForecastAlloc(), kPeriodsFlagRead);
+            FpkVector<int32_t> flags = readNumbers<int32_t>(periodsFlagCol, kPeriodsFlagRead);
             execute_periodic(periodCol, budgetCol, actualCol, afFlagCol, flags, re_period, result);
             break;
         }
@@ -479,9 +519,9 @@ void FPKForecast::execute_actbud(ColumnBase* period, ColumnBase* budget, ColumnB
                                  ColumnBase* re_period, ColumnBase* result) {
     if (afFlag->size() > budget->size()) raiseSizeLess(budget, afFlag);
     if (afFlag->size() > period->size()) raiseSizeLess(period, afFlag);
-    FpkVector<double> budgets = readDoubles(budget, 0, afFlag->size(), hForecastAlloc(), kBudgetRead);
-    FpkVector<double> actuals = readDoubles(actual, hForecastAlloc(), kActualRead);
-    FpkVector<int32_t> flags = readInts(afFlag, hForecastAlloc(), kFlagRead);
+    FpkVector<double> budgets = readNumbers<double>(budget, 0, afFlag->size(), kBudgetRead);
+    FpkVector<double> actuals = readNumbers<double>(actual, kActualRead);
+    FpkVector<int32_t> flags = readNumbers<int32_t>(afFlag, kFlagRead);
     Periods periods(period);
     FpkVector<double> values = makeVector<double>(hForecastAlloc(), periods.size());
     const forecast::Outcome outcome = forecast::actBud(planOf(periods, flags, actuals), budgets.data(), values.data());
@@ -491,9 +531,9 @@ void FPKForecast::execute_actbud(ColumnBase* period, ColumnBase* budget, ColumnB
 void FPKForecast::execute_override(ColumnBase* period, ColumnBase* actual, ColumnBase* overridecol,
                                    ColumnBase* afFlag, ColumnBase* re_period, ColumnBase* result) {
     if (period->size() < afFlag->size()) raiseSizeLess(period, afFlag);
-    FpkVector<double> actuals = readDoubles(actual, hForecastAlloc(), kActualRead);
-    FpkVector<double> overrides = readDoubles(overridecol, hForecastAlloc(), kOverrideRead);
-    FpkVector<int32_t> flags = readInts(afFlag, hForecastAlloc(), kFlagRead);
+    FpkVector<double> actuals = readNumbers<double>(actual, kActualRead);
+    FpkVector<double> overrides = readNumbers<double>(overridecol, kOverrideRead);
+    FpkVector<int32_t> flags = readNumbers<int32_t>(afFlag, kFlagRead);
     Periods periods(period);
     FpkVector<double> values = makeVector<double>(hForecastAlloc(), periods.size());
     const forecast::Outcome outcome = forecast::overrideValues(planOf(periods, flags, actuals), overrides.data(),
@@ -515,9 +555,9 @@ void FPKForecast::execute_trend(ColumnBase* period, ColumnBase* budget, ColumnBa
     checkBudgetDriven(period, budget, afFlag);
     // The ratio pass reads one flag per ACTUAL row.
     if (afFlag->size() < actual->size()) raiseSizeLess(afFlag, actual);
-    FpkVector<double> budgets = readDoubles(budget, hForecastAlloc(), kBudgetRead);
-    FpkVector<double> actuals = readDoubles(actual, hForecastAlloc(), kActualRead);
-    FpkVector<int32_t> flags = readInts(afFlag, hForecastAlloc(), kFlagRead);
+    FpkVector<double> budgets = readNumbers<double>(budget, kBudgetRead);
+    FpkVector<double> actuals = readNumbers<double>(actual, kActualRead);
+    FpkVector<int32_t> flags = readNumbers<int32_t>(afFlag, kFlagRead);
     Periods periods(period);
     FpkVector<double> values = makeVector<double>(hForecastAlloc(), periods.size());
     const forecast::Outcome outcome = forecast::trend(planOf(periods, flags, actuals), budgets.data(), values.data());
@@ -527,9 +567,9 @@ void FPKForecast::execute_trend(ColumnBase* period, ColumnBase* budget, ColumnBa
 void FPKForecast::execute_goal(ColumnBase* period, ColumnBase* budget, ColumnBase* actual, ColumnBase* afFlag,
                                ColumnBase* re_period, ColumnBase* result) {
     checkBudgetDriven(period, budget, afFlag);
-    FpkVector<double> budgets = readDoubles(budget, hForecastAlloc(), kBudgetRead);
-    FpkVector<double> actuals = readDoubles(actual, hForecastAlloc(), kActualRead);
-    FpkVector<int32_t> flags = readInts(afFlag, hForecastAlloc(), kFlagRead);
+    FpkVector<double> budgets = readNumbers<double>(budget, kBudgetRead);
+    FpkVector<double> actuals = readNumbers<double>(actual, kActualRead);
+    FpkVector<int32_t> flags = readNumbers<int32_t>(afFlag, kFlagRead);
     Periods periods(period);
     FpkVector<double> values = makeVector<double>(hForecastAlloc(), periods.size());
     const forecast::Outcome outcome = forecast::goal(planOf(periods, flags, actuals), budgets.data(), values.data());
@@ -553,12 +593,12 @@ void FPKForecast::execute_window(bool linear, ColumnBase* period, ColumnBase* ac
     if (nP < afFlag->size()) raiseSizeLess(period, afFlag);
     if (afFlag->size() < nP) raiseSizeLess(afFlag, period);
     if (byDays && days->size() < nP) raiseSizeLess(days, period);
-    FpkVector<double> actuals = readDoubles(actual, hForecastAlloc(), kActualRead);
-    FpkVector<int32_t> flags = readInts(afFlag, hForecastAlloc(), kFlagRead);
+    FpkVector<double> actuals = readNumbers<double>(actual, kActualRead);
+    FpkVector<int32_t> flags = readNumbers<int32_t>(afFlag, kFlagRead);
     FpkVector<int32_t> count =
         readInts(periodsNum, 0, periodsNum->size() > 0 ? 1 : 0, hForecastAlloc(), kPeriodsNumRead);
     FpkVector<int32_t> dayCounts = makeVector<int32_t>(hForecastAlloc());
-    if (byDays) dayCounts = readInts(days, hForecastAlloc(), kDaysRead);
+    if (byDays) dayCounts = readNumbers<int32_t>(days, kDaysRead);
     const int32_t k = count.empty() ? 0 : count[0];
     if (k < 1)
         FPK_RAISE(ERR_FPK_COMM_INVALID_COL_VALUE, {"COL", periodsNum->getName()},
@@ -581,9 +621,9 @@ void FPKForecast::execute_periodic(ColumnBase* period, ColumnBase* budget, Colum
     if (afFlag->size() < nP) raiseSizeLess(afFlag, period);
     if (nP != budget->size())
         FPK_RAISE(ERR_FPK_COMM_COL_SIZE_NOT_EQUAL_2, {"COL1", period->getName()}, {"COL2", budget->getName()});
-    FpkVector<double> budgets = readDoubles(budget, hForecastAlloc(), kBudgetRead);
-    FpkVector<double> actuals = readDoubles(actual, hForecastAlloc(), kActualRead);
-    FpkVector<int32_t> afFlags = readInts(afFlag, hForecastAlloc(), kFlagRead);
+    FpkVector<double> budgets = readNumbers<double>(budget, kBudgetRead);
+    FpkVector<double> actuals = readNumbers<double>(actual, kActualRead);
+    FpkVector<int32_t> afFlags = readNumbers<int32_t>(afFlag, kFlagRead);
     Periods periods(period);
     FpkVector<double> values = makeVector<double>(hForecastAlloc(), nP);
     const forecast::Outcome outcome = forecast::periodic(planOf(periods, afFlags, actuals), budgets.data(),

@@ -296,6 +296,15 @@ TEST(Forecast, ColumnTypesVerifiedOnlyWhereUsed) {
     // PERIOD must be text.
     CallResult r = call("FORECAST", {col({1}), col({1}), col({}), icol({1}), icol({}), col({}), icol({}), icol({}), 0, 0});
     expectError(r, "ERR_FPK_COMM_UNSUPPORTED_COL_TYPE", "FPK error[73000050]:Data type of column PERIOD is not supported.");
+    // The result must be a text column, then a double column.
+    const qelhost::FunctionInfo* info = plugin().find("FORECAST");
+    TablePtr wrong = Table::make("RESULT");
+    wrong->addColumn(ColumnHandle(Column::make("RE_PERIOD", RhoCommonObjects::VT_DOUBLE)));
+    wrong->addColumn(ColumnHandle(Column::make("FORECAST", RhoCommonObjects::VT_DOUBLE)));
+    r = plugin().call(*info, {scol({"M1"}), col({1}), col({}), icol({1}), icol({}), col({}), icol({}), icol({}), 0, 0},
+                      TableHandle(wrong));
+    expectError(r, "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE",
+                "FPK error[73000022]:Data types of table RESULT do not match FPK specification.");
     // An OVERRIDE of text is only refused by the OVERRIDE method.
     for (int method : {0, 1}) {
         r = call("FORECAST", {scol({"M1"}), col({1}), col({}), icol({1}), icol({}), scol({"x"}), icol({}), icol({}),

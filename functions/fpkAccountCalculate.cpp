@@ -125,51 +125,109 @@ void scheduleBlock(double original, double rate, double payment, double n, std::
 
 namespace {
 
-// The result table under construction: one native buffer per result column
-// and a null flag per row (1 until the row is written). Columns are laid out
-// as in the catalogue: `lead` solved columns, then PAYMENT, OPENNING,
-// CLOSING, INTEREST, PERIODS.
+// The result table under construction, through a window of rows: one native
+// buffer per result column and a flag per row (1 until the row is written).
+// Blocks are placed in the window; when a block does not fit, the rows
+// written so far go to the result table and the window moves to the block.
+// Columns are laid out as in the catalogue: `lead` solved columns, then
+// PAYMENT, OPENNING, CLOSING, INTEREST, PERIODS.
 class Schedule {
 public:
+    static constexpr std::size_t kWindow = 1 << 16;
+
     Schedule(InternalTable* result, std::size_t lead, RhoUtils::Allocator& alloc)
         : result_(result), lead_(lead), alloc_(alloc), nulls_(makeVector<NullFlags>(alloc)) {}
 
     std::size_t columns() const { return lead_ + 5; }
-    std::size_t lead() const { return lead_; }
     std::size_t paymentCol() const { return lead_; }
     std::size_t openingCol() const { return lead_ + 1; }
     std::size_t closingCol() const { return lead_ + 2; }
     std::size_t interestCol() const { return lead_ + 3; }
     std::size_t periodsCol() const { return lead_ + 4; }
 
-    void reserve(std::size_t rows) {
-        for (std::size_t c = 0; c < columns(); ++c) cols_[c].reserve(rows);
-        nulls_.reserve(rows);
+    // Sizes the result columns for `rows` rows at once (when they are
+    // shorter), so that the host does not grow them block by block; finish()
+    // trims them back to the rows actually written.
+    void presize(std::size_t rows) {
+        const IoSite site{TRACE_ACCOUNTCALCULATE, "resultCol->setNative failed."};
+        for (std::size_t c = 0; c < columns(); ++c) {
+            ColumnBase* col = tableColumn(result_, c);
+            original_[c] = col != nullptr ? col->size() : 0;
+            if (original_[c] < rows) resizeColumn(col, rows, site);
+        }
+        presized_ = true;
     }
-    // Makes rows [0, rows) addressable; new rows are unwritten.
-    void ensure(std::size_t rows) {
-        if (rows <= nulls_.size()) return;
-        if (rows > nulls_.capacity()) reserve(std::max(rows, nulls_.capacity() * 2));
-        for (std::size_t c = 0; c < columns(); ++c) cols_[c].resize(rows, 0.0);
-        nulls_.resize(rows, 1);
+
+    // Writes what the window holds and leaves each result column as long as
+    // its last written row (or as it was, when it was longer).
+    void finish() {
+        flush();
+        if (!presized_) return;
+        const IoSite site{TRACE_ACCOUNTCALCULATE, "resultCol->setNative failed."};
+        for (std::size_t c = 0; c < columns(); ++c) {
+            ColumnBase* col = tableColumn(result_, c);
+            const std::size_t rows = std::max(original_[c], top_);
+            if (col != nullptr && col->size() != rows) resizeColumn(col, rows, site);
+        }
     }
-    double* col(std::size_t c) { return cols_[c].data(); }
-    NullFlags* nulls() { return nulls_.data(); }
-    std::size_t rows() const { return nulls_.size(); }
+
+    // Makes rows [lo, hi] addressable (lo >= 0).
+    void cover(std::size_t lo, std::size_t hi) {
+        if (lo >= base_ && hi < base_ + nulls_.size()) return;
+        flush();
+        const std::size_t size = std::max(kWindow, hi - lo + 1);
+        if (size > nulls_.size()) {
+            for (std::size_t c = 0; c < columns(); ++c) cols_[c].resize(size);
+            nulls_.resize(size);
+        }
+        std::fill(nulls_.begin(), nulls_.end(), NullFlags(1));
+        base_ = lo;
+        used_ = 0;
+    }
+    // Row `row` (covered) of column c.
+    double* at(std::size_t c, std::size_t row) { return cols_[c].data() + (row - base_); }
+    // Marks rows [lo, hi] written.
+    void written(std::size_t lo, std::size_t hi) {
+        std::fill(nulls_.begin() + static_cast<std::ptrdiff_t>(lo - base_),
+                  nulls_.begin() + static_cast<std::ptrdiff_t>(hi - base_ + 1), NullFlags(0));
+        used_ = std::max(used_, hi - base_ + 1);
+        top_ = std::max(top_, hi + 1);
+    }
 
     // CLOSING of a row as the table would return it: a row never written
-    // reads as null, which the host reads as 0.
-    double closingAt(std::size_t row) const {
-        return row < nulls_.size() && nulls_[row] == 0 ? cols_[lead_ + 2][row] : 0.0;
+    // reads as null, which the host reads as 0. A row outside the window
+    // (only the row just before it can be asked for) is read back from the
+    // result table.
+    double closingAt(std::size_t row) {
+        if (row >= base_ && row < base_ + nulls_.size()) {
+            const std::size_t i = row - base_;
+            return nulls_[i] == 0 ? cols_[lead_ + 2][i] : 0.0;
+        }
+        flush();
+        ColumnBase* closing = tableColumn(result_, lead_ + 2);
+        if (closing == nullptr || row >= closing->size()) return 0.0;
+        double v = 0;
+        NullFlags isNull = 0;
+        readRange(closing, row, row + 1, &v, &isNull, {TRACE_ACCOUNTCALCULATE, "closingCol->getNative failed."});
+        return isNull ? 0.0 : v;
     }
 
-    // Writes every row built so far. Nothing is written when no row was.
+    // Writes the rows written in the window so far, run by run (a row the
+    // window did not write keeps what the table holds).
     void flush() {
-        const std::size_t n = nulls_.size();
-        if (n == 0) return;
         const IoSite site{TRACE_ACCOUNTCALCULATE, "resultCol->setNative failed."};
-        for (std::size_t c = 0; c < columns(); ++c)
-            writeRange(tableColumn(result_, c), 0, n, cols_[c].data(), nulls_.data(), site);
+        std::size_t i = 0;
+        while (i < used_) {
+            if (nulls_[i] != 0) {
+                ++i;
+                continue;
+            }
+            std::size_t j = i;
+            while (j < used_ && nulls_[j] == 0) ++j;
+            for (std::size_t c = 0; c < columns(); ++c)
+                writeRange(tableColumn(result_, c), base_ + i, base_ + j, cols_[c].data() + i, nullptr, site);
+            i = j;
+        }
     }
 
 private:
@@ -180,6 +238,11 @@ private:
                                   makeVector<double>(alloc_), makeVector<double>(alloc_), makeVector<double>(alloc_),
                                   makeVector<double>(alloc_)};
     FpkVector<NullFlags> nulls_;
+    std::size_t base_ = 0;  // result row of the window's first row
+    std::size_t used_ = 0;  // window rows up to the last one written
+    std::size_t top_ = 0;   // result rows up to the last one written
+    bool presized_ = false;
+    std::size_t original_[7] = {};
 };
 
 // Places the blocks of successive input rows.
@@ -193,7 +256,7 @@ public:
         bool ok = std::fabs(n) < kRowLimit;
         if (ok && n > 0) ok = std::trunc(offset_ + (std::ceil(n) - 1.0)) < kRowLimit;
         if (!ok) {
-            s_.flush();
+            s_.finish();
             FPK_RAISE(ERR_FPK_COMM_INVALID_COL_VALUE, {"COL", periodsName_}, {"APPEND", kRowLimitText});
         }
     }
@@ -211,14 +274,14 @@ public:
             if (first >= 0 && first == offset_) {
                 // Whole, non-negative offset: the rows are consecutive.
                 const std::size_t r0 = static_cast<std::size_t>(first);
-                s_.ensure(r0 + m);
-                account::scheduleBlock(original, rate, payment, n, m, s_.col(s_.openingCol()) + r0,
-                                       s_.col(s_.closingCol()) + r0, s_.col(s_.interestCol()) + r0,
-                                       s_.col(s_.periodsCol()) + r0);
-                std::fill_n(s_.col(s_.paymentCol()) + r0, m, payment);
-                for (std::size_t c = 0; c < solvedCount; ++c) std::fill_n(s_.col(c) + r0, m, solved[c]);
-                std::fill_n(s_.nulls() + r0, m, NullFlags(0));
-                last = s_.col(s_.closingCol())[r0 + m - 1];
+                s_.cover(r0, r0 + m - 1);
+                account::scheduleBlock(original, rate, payment, n, m, s_.at(s_.openingCol(), r0),
+                                       s_.at(s_.closingCol(), r0), s_.at(s_.interestCol(), r0),
+                                       s_.at(s_.periodsCol(), r0));
+                std::fill_n(s_.at(s_.paymentCol(), r0), m, payment);
+                for (std::size_t c = 0; c < solvedCount; ++c) std::fill_n(s_.at(c, r0), m, solved[c]);
+                s_.written(r0, r0 + m - 1);
+                last = *s_.at(s_.closingCol(), r0 + m - 1);
             } else {
                 last = placeRowByRow(n, m, solved, solvedCount, original, rate, payment);
             }
@@ -235,7 +298,7 @@ public:
         const std::size_t m = static_cast<std::size_t>(std::ceil(n));
         for (std::size_t k = 0; k < m; ++k) {
             const double row = std::trunc(start + static_cast<double>(k));
-            if (row >= 0) s_.col(c)[static_cast<std::size_t>(row)] = value;
+            if (row >= 0) *s_.at(c, static_cast<std::size_t>(row)) = value;
         }
     }
 
@@ -247,6 +310,9 @@ private:
     double placeRowByRow(double n, std::size_t m, const double* solved, std::size_t solvedCount, double original,
                          double rate, double payment) {
         double carried = original;
+        const double lastRow = std::trunc(offset_ + static_cast<double>(m - 1));
+        if (lastRow >= 0) s_.cover(static_cast<std::size_t>(std::max(0.0, std::trunc(offset_))),
+                                   static_cast<std::size_t>(lastRow));
         for (std::size_t k = 0; k < m; ++k) {
             const double row = std::trunc(offset_ + static_cast<double>(k));
             double open = original;
@@ -259,16 +325,14 @@ private:
             carried = close;
             if (row < 0) continue;
             const std::size_t r = static_cast<std::size_t>(row);
-            s_.ensure(r + 1);
-            s_.col(s_.openingCol())[r] = open;
-            s_.col(s_.interestCol())[r] = in;
-            s_.col(s_.closingCol())[r] = close;
-            s_.col(s_.periodsCol())[r] = n - static_cast<double>(k);
-            s_.col(s_.paymentCol())[r] = payment;
-            for (std::size_t c = 0; c < solvedCount; ++c) s_.col(c)[r] = solved[c];
-            s_.nulls()[r] = 0;
+            *s_.at(s_.openingCol(), r) = open;
+            *s_.at(s_.interestCol(), r) = in;
+            *s_.at(s_.closingCol(), r) = close;
+            *s_.at(s_.periodsCol(), r) = n - static_cast<double>(k);
+            *s_.at(s_.paymentCol(), r) = payment;
+            for (std::size_t c = 0; c < solvedCount; ++c) *s_.at(c, r) = solved[c];
+            s_.written(r, r);
         }
-        const double lastRow = std::trunc(offset_ + static_cast<double>(m - 1));
         return lastRow >= 0 ? s_.closingAt(static_cast<std::size_t>(lastRow)) : carried;
     }
 
@@ -286,15 +350,20 @@ FpkVector<double> readInput(const ColumnBase* col, std::size_t rows, const char*
     return v;
 }
 
-// Rows of the schedule needed when every period count is placed.
+// Result rows that the blocks of these period counts reach, up to the first
+// count that cannot be placed.
 std::size_t plannedRows(const FpkVector<double>& periods) {
     double offset = 0, top = 0;
     for (double n : periods) {
         if (!(std::fabs(n) < kRowLimit)) break;
-        if (n > 0) top = std::max(top, std::trunc(offset + std::ceil(n)));
+        if (n > 0) {
+            const double last = std::trunc(offset + (std::ceil(n) - 1.0));
+            if (!(last < kRowLimit)) break;
+            top = std::max(top, last + 1);
+        }
         offset += n;
     }
-    return static_cast<std::size_t>(std::min(top, kRowLimit));
+    return static_cast<std::size_t>(top);
 }
 
 }  // namespace
@@ -326,7 +395,7 @@ namespace {
 int typeOf(double t, Schedule& s, const ColumnBase* typeCol) {
     if (t == 0) return 0;
     if (t == 1) return 1;
-    s.flush();
+    s.finish();
     FPK_RAISE(ERR_FPK_COMM_INVALID_COL_VALUE, {"COL", typeCol->getName()}, {"APPEND", "Type should be in (0,1)"});
 }
 }  // namespace
@@ -340,7 +409,7 @@ void FPKAccountCalculate::execute_Future() {
     const FpkVector<double> payment = readInput(paymentCol, rows, "paymentCol->getNative failed.");
     const FpkVector<double> type = readInput(typeCol, rows, "typeCol->getNative failed.");
     Schedule s(result, 1, accountAllocator());
-    s.reserve(plannedRows(periods));
+    s.presize(plannedRows(periods));
     BlockPlacer placer(s, periodsCol->getName());
     for (std::size_t i = 0; i < rows; ++i) {
         const double n = periods[i];
@@ -351,7 +420,7 @@ void FPKAccountCalculate::execute_Future() {
                   : original[i];
         placer.place(n, &future, 1, original[i], rate[i], payment[i]);
     }
-    s.flush();
+    s.finish();
 }
 
 void FPKAccountCalculate::execute_Original() {
@@ -363,7 +432,7 @@ void FPKAccountCalculate::execute_Original() {
     const FpkVector<double> future = readInput(futureCol, rows, "futureCol->getNative failed.");
     const FpkVector<double> type = readInput(typeCol, rows, "typeCol->getNative failed.");
     Schedule s(result, 1, accountAllocator());
-    s.reserve(plannedRows(periods));
+    s.presize(plannedRows(periods));
     BlockPlacer placer(s, periodsCol->getName());
     for (std::size_t i = 0; i < rows; ++i) {
         const double n = periods[i];
@@ -373,7 +442,7 @@ void FPKAccountCalculate::execute_Original() {
         const double original = account::presentValue(rate[i], f, payment[i], future[i], t);
         placer.place(n, &original, 1, original, rate[i], payment[i]);
     }
-    s.flush();
+    s.finish();
 }
 
 void FPKAccountCalculate::execute_payment() {
@@ -385,7 +454,7 @@ void FPKAccountCalculate::execute_payment() {
     const FpkVector<double> future = readInput(futureCol, rows, "futureCol->getNative failed.");
     const FpkVector<double> type = readInput(typeCol, rows, "typeCol->getNative failed.");
     Schedule s(result, 0, accountAllocator());
-    s.reserve(plannedRows(periods));
+    s.presize(plannedRows(periods));
     BlockPlacer placer(s, periodsCol->getName());
     for (std::size_t i = 0; i < rows; ++i) {
         const double n = periods[i];
@@ -395,7 +464,7 @@ void FPKAccountCalculate::execute_payment() {
         const double payment = account::periodicPayment(rate[i], f, original[i], future[i], t);
         placer.place(n, nullptr, 0, original[i], rate[i], payment);
     }
-    s.flush();
+    s.finish();
 }
 
 void FPKAccountCalculate::execute_Rate() {
@@ -407,7 +476,7 @@ void FPKAccountCalculate::execute_Rate() {
     const FpkVector<double> future = readInput(futureCol, rows, "futureCol->getNative failed.");
     const FpkVector<double> type = readInput(typeCol, rows, "typeCol->getNative failed.");
     Schedule s(result, 1, accountAllocator());
-    s.reserve(plannedRows(periods));
+    s.presize(plannedRows(periods));
     BlockPlacer placer(s, periodsCol->getName());
     account::RateSearch search;  // one step budget for the whole call
     for (std::size_t i = 0; i < rows; ++i) {
@@ -417,7 +486,7 @@ void FPKAccountCalculate::execute_Rate() {
         const double r = search.solve(n, original[i], payment[i], future[i], t);
         placer.place(n, &r, 1, original[i], r, payment[i]);
     }
-    s.flush();
+    s.finish();
 }
 
 void FPKAccountCalculate::execute_Periods() {
@@ -443,7 +512,7 @@ void FPKAccountCalculate::execute_Periods() {
         const double last = placer.place(blockPeriods, solved, 1, original[i], rate[i], payment[i]);
         placer.fillBlock(blockPeriods, 1, last);
     }
-    s.flush();
+    s.finish();
 }
 
 // Front doors.

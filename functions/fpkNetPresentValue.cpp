@@ -120,9 +120,14 @@ double rowValue(const double* values, const double* days, const double* first, c
     return result;
 }
 
-bool UniformRate::applies(double rate, const double* days, const double* first, const double* later,
-                          std::size_t n) {
-    if (!(rate >= 0) || !std::isfinite(rate)) return false;
+bool UniformRate::rateApplies(double rate) { return rate >= 0 && std::isfinite(rate); }
+
+void UniformRate::prefixSums(const double* days, std::size_t n, double* prefix) {
+    prefix[0] = 0;
+    for (std::size_t k = 0; k < n; ++k) prefix[k + 1] = prefix[k] + days[k];
+}
+
+bool UniformRate::daysApply(const double* days, const double* first, const double* later, std::size_t n) {
     double total = 0;
     for (std::size_t j = 0; j < n; ++j) {
         const double d = days[j];
@@ -134,11 +139,9 @@ bool UniformRate::applies(double rate, const double* days, const double* first, 
 }
 
 UniformRate::UniformRate(const double* values, const double* days, const double* first, const double* later,
-                         std::size_t n, double rate, double* prefix, double* tails)
+                         std::size_t n, double rate, const double* prefix, double* tails)
     : values_(values), days_(days), first_(first), later_(later), n_(n), logBase_(std::log(1.0 + rate)),
       prefix_(prefix), tails_(tails) {
-    prefix[0] = 0;
-    for (std::size_t k = 0; k < n; ++k) prefix[k + 1] = prefix[k] + days[k];
     const std::size_t blocks = (n + kBlock - 1) / kBlock;
     tails[blocks] = 0;
     for (std::size_t b = blocks; b-- > 0;) {
@@ -216,21 +219,38 @@ void FPKNetPresentValue::execute_netPresentValue(RhoUtils::Allocator& alloc) {
     }
 
     FpkVector<double> out = makeVector<double>(alloc, n);
-    bool oneRate = n > 0;
-    for (std::size_t i = 1; i < n && oneRate; ++i) oneRate = rate[i] == rate[0];
-    if (oneRate && npv::UniformRate::applies(rate[0], days.data(), first.data(), later.data(), n)) {
-        FpkVector<double> prefix = makeVector<double>(alloc, n + 1);
-        FpkVector<double> tails = makeVector<double>(alloc, n / npv::UniformRate::kBlock + 2);
-        const npv::UniformRate uniform(values.data(), days.data(), first.data(), later.data(), n, rate[0],
-                                       prefix.data(), tails.data());
-        auto row = [&](std::size_t i) { out[i] = uniform.rowValue(i); };
-        npv::runFoldedRows(alloc, row, n, npv::UniformRate::kBlock / 2, "NetPresentValue", __FILE__, __LINE__);
-    } else {
-        auto row = [&](std::size_t i) {
-            out[i] = npv::rowValue(values.data(), days.data(), first.data(), later.data(), n, i, rate[i]);
-        };
-        npv::runFoldedRows(alloc, row, n, n / 2, "NetPresentValue", __FILE__, __LINE__);
+    // Rows sharing a rate are summed block-wise, one set of suffix sums per
+    // distinct rate, when the rates are few enough for that to pay (each set
+    // costs one pass over the series); other rows are summed directly.
+    FpkVector<double> distinct = makeVector<double>(alloc);
+    if (n > 0 && npv::UniformRate::daysApply(days.data(), first.data(), later.data(), n)) {
+        distinct.assign(rate.begin(), rate.end());
+        distinct.erase(std::remove_if(distinct.begin(), distinct.end(),
+                                      [](double r) { return !npv::UniformRate::rateApplies(r); }),
+                       distinct.end());
+        std::sort(distinct.begin(), distinct.end());
+        distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
+        if (distinct.size() > std::max<std::size_t>(1, n / 64)) distinct.clear();
     }
+    FpkVector<double> prefix = makeVector<double>(alloc, distinct.empty() ? 0 : n + 1);
+    FpkVector<double> tails = makeVector<double>(alloc, distinct.size() * npv::UniformRate::tailCount(n));
+    FpkVector<npv::UniformRate> groups(FpkAllocator<npv::UniformRate>{alloc});
+    if (!distinct.empty()) {
+        npv::UniformRate::prefixSums(days.data(), n, prefix.data());
+        groups.reserve(distinct.size());
+        for (std::size_t g = 0; g < distinct.size(); ++g)
+            groups.emplace_back(values.data(), days.data(), first.data(), later.data(), n, distinct[g], prefix.data(),
+                                tails.data() + g * npv::UniformRate::tailCount(n));
+    }
+    auto row = [&](std::size_t i) {
+        const auto g = std::lower_bound(distinct.begin(), distinct.end(), rate[i]);
+        if (g != distinct.end() && *g == rate[i])
+            out[i] = groups[static_cast<std::size_t>(g - distinct.begin())].rowValue(i);
+        else
+            out[i] = npv::rowValue(values.data(), days.data(), first.data(), later.data(), n, i, rate[i]);
+    };
+    const std::size_t work = distinct.size() == 0 ? n / 2 : npv::UniformRate::kBlock / 2;
+    npv::runFoldedRows(alloc, row, n, work, "NetPresentValue", __FILE__, __LINE__);
     writeDoubles(tableColumn(result, 0), out.data(), n, {TRACE_FPKNETPRESENTVALUE, "resultCol->setNative failed."});
 }
 

@@ -76,21 +76,29 @@ void chainTimes(const double* days, const double* first, const double* later, st
 double rowValue(const double* values, const double* days, const double* first, const double* later, std::size_t n,
                 std::size_t i, double rate);
 
-// Rows [begin, end) of the net present value when every row has the same
-// rate, from the suffix sums prepared by `UniformRate`. Requires
-// UniformRate::applies.
+// The net present value of the rows that share one rate, block-wise: with
+// the rows cut into blocks of kBlock, a row sums the later rows of its own
+// block directly and takes everything after its block from one suffix sum
+// per block (the later values discounted to the block's start), discounted
+// once more. Every time is formed from whole day counts, exactly as the
+// direct sum forms it. Requires rateApplies and daysApply.
 class UniformRate {
 public:
     static constexpr std::size_t kBlock = 128;
 
-    // Whether the blocked evaluation reproduces the direct sum: the rate is
-    // finite and not negative, and every day count is a whole number between
-    // 0 and 2^40 (so that every time is formed exactly as in the direct sum).
-    static bool applies(double rate, const double* days, const double* first, const double* later, std::size_t n);
+    // Whether the blocked evaluation reproduces the direct sum for a rate:
+    // finite and not negative.
+    static bool rateApplies(double rate);
+    // Whether every day count is a whole number from 0 to 2^40 and all of
+    // them add up to at most 2^50 (so that every partial sum is exact).
+    static bool daysApply(const double* days, const double* first, const double* later, std::size_t n);
+    // prefix[k] = days[0] + ... + days[k-1], k = 0..n.
+    static void prefixSums(const double* days, std::size_t n, double* prefix);
+    static std::size_t tailCount(std::size_t n) { return n / kBlock + 2; }
 
-    // tails must hold n / kBlock + 1 values.
+    // tails must hold tailCount(n) values.
     UniformRate(const double* values, const double* days, const double* first, const double* later, std::size_t n,
-                double rate, double* prefix, double* tails);
+                double rate, const double* prefix, double* tails);
     double rowValue(std::size_t i) const;
 
 private:

@@ -151,6 +151,18 @@ TEST(TvmNetPresentValue, LongSeriesAgreeWithTheDefinition) {
                 ASSERT_LE(std::fabs(out[i] - want[i]), 1e-12L * scale[i]) << "row " << i << " of " << n << (oneRate ? " one rate" : "");
         }
     }
+    // A few rates cycling over the rows (one of them negative), summed per rate.
+    {
+        Series s = randomSeries(1500, 3, true);
+        const double cycle[4] = {0.03, 0.05, -0.02, 0.08};
+        for (std::size_t i = 0; i < s.rate.size(); ++i) s.rate[i] = cycle[i % 4];
+        auto r = npvCall(s);
+        std::vector<long double> want, scale;
+        reference(s, want, scale);
+        const std::vector<double> out = doublesOf(r);
+        ASSERT_EQ(out.size(), 1500u);
+        for (std::size_t i = 0; i < out.size(); ++i) ASSERT_LE(std::fabs(out[i] - want[i]), 1e-12L * scale[i]) << i;
+    }
     // A shared rate of 0 adds the values up; a tiny one barely discounts them.
     for (double rate : {0.0, 1e-9}) {
         Series s = randomSeries(700, 7, true);

@@ -10,7 +10,8 @@ and computes the same outputs:
       schedule columns (solved value repeated, PAYMENT, OPENNING, CLOSING,
       INTEREST, PERIODS) for 1,000,000 rows of 1 to 12 periods;
   NETPRESENTVALUE: the direct sum of every row (each later value divided by
-      (1 + rate)^t), one numpy pass per row;
+      (1 + rate)^t), one numpy pass per row; with one rate for all rows, ten
+      rates cycling, or a different rate on every row;
   INTERNALRATE (METHOD 1): Newton's method per row on the series up to it.
 
 The direct sums of NETPRESENTVALUE at 100,000 rows and INTERNALRATE take
@@ -92,13 +93,13 @@ def np_payment(inp):
 
 
 # ---------------------------------------------------------------- discounting
-def discount_inputs(n, one_rate):
+def discount_inputs(n, one_rate, distinct=False):
     i = np.arange(n)
     days = np.array([30.0, 91.0, 365.0])[i % 3]
     flag = 1 + i % 3
     first = np.where(flag == 2, days * 0.5, np.where(flag == 1, days, 0.0))
     later = np.where(flag == 2, days * 0.5, np.where(flag == 3, days, 0.0))
-    rate = np.full(n, 0.07) if one_rate else 0.02 + (i % 10) * 0.01
+    rate = np.full(n, 0.07) if one_rate else (0.02 + i * 1e-6 if distinct else 0.02 + (i % 10) * 0.01)
     return dict(values=((i * 37) % 200 - 100).astype(float), rate=rate, days=days, first=first, later=later)
 
 
@@ -167,8 +168,12 @@ def main():
         rows.append((f"{name} 1,000,000 rows, result columns already sized", cpp.get(key + "/1000000/1"), t, 3))
 
     per_row = discount_inputs(10_000, False)
-    rows.append(("NETPRESENTVALUE 10,000 rows, rate per row", cpp.get("BM_TvmNetPresentValue/10000"),
+    rows.append(("NETPRESENTVALUE 10,000 rows, ten rates cycling", cpp.get("BM_TvmNetPresentValue/10000"),
                  best_of(lambda: np_npv_rows(per_row, range(10_000)), 1), 5))
+    distinct = discount_inputs(10_000, False, True)
+    rows.append(("NETPRESENTVALUE 10,000 rows, a different rate on every row",
+                 cpp.get("BM_TvmNetPresentValueDistinctRates/10000"),
+                 best_of(lambda: np_npv_rows(distinct, range(10_000)), 1), 5))
     one = discount_inputs(10_000, True)
     rows.append(("NETPRESENTVALUE 10,000 rows, one rate", cpp.get("BM_TvmNetPresentValueOneRate/10000"),
                  best_of(lambda: np_npv_rows(one, range(10_000)), 1), None))

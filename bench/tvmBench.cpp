@@ -1,8 +1,8 @@
 // Time value of money through the loader, inputs built as in
 // bench/compare_tvm.py (which times the same work written with numpy):
 //   account functions: 1,000,000 rows of 1 to 12 periods each;
-//   NETPRESENTVALUE: 10,000 rows with a rate per row, 10,000 and 100,000 rows
-//   with one rate; INTERNALRATE: 10,000 rows with METHOD 1.
+//   NETPRESENTVALUE: 10,000 rows with ten rates cycling or a different rate
+//   on every row, 10,000 and 100,000 rows with one rate; INTERNALRATE: 10,000 rows with METHOD 1.
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -88,27 +88,32 @@ struct DiscountInputs {
     std::vector<double> values, rate, flag, days;
 };
 
-DiscountInputs discountInputs(std::size_t n, bool oneRate) {
+// Rates: 0.07 on every row (oneRate), ten rates 0.02 to 0.11 cycling over the
+// rows, or (distinct) a different rate on every row.
+DiscountInputs discountInputs(std::size_t n, bool oneRate, bool distinct = false) {
     const double daysOf[3] = {30, 91, 365};
     DiscountInputs in;
     for (std::size_t i = 0; i < n; ++i) {
         in.values.push_back(static_cast<double>((i * 37) % 200) - 100);
-        in.rate.push_back(oneRate ? 0.07 : 0.02 + static_cast<double>(i % 10) * 0.01);
+        in.rate.push_back(oneRate    ? 0.07
+                          : distinct ? 0.02 + static_cast<double>(i) * 1e-6
+                                     : 0.02 + static_cast<double>(i % 10) * 0.01);
         in.flag.push_back(static_cast<double>(1 + i % 3));
         in.days.push_back(daysOf[i % 3]);
     }
     return in;
 }
 
-void npv(benchmark::State& state, bool oneRate) {
+void npv(benchmark::State& state, bool oneRate, bool distinct = false) {
     const std::size_t n = static_cast<std::size_t>(state.range(0));
-    const DiscountInputs in = discountInputs(n, oneRate);
+    const DiscountInputs in = discountInputs(n, oneRate, distinct);
     runCall(state, "NETPRESENTVALUE",
             {doubles(in.rate), doubles(in.values), doubles(in.flag),
              ColumnHandle(Column::strings("IN", std::vector<std::string>(n))), doubles(in.days)});
 }
 void BM_TvmNetPresentValue(benchmark::State& state) { npv(state, false); }
 void BM_TvmNetPresentValueOneRate(benchmark::State& state) { npv(state, true); }
+void BM_TvmNetPresentValueDistinctRates(benchmark::State& state) { npv(state, false, true); }
 
 // Per-row rates of the series up to each row (METHOD 1; row 0, whose series
 // would be one cash flow, takes the whole series with METHOD 0): an outflow
@@ -129,5 +134,6 @@ BENCHMARK(BM_TvmFuture)->Args({1'000'000, 0})->Args({1'000'000, 1})->MeasureProc
 BENCHMARK(BM_TvmPresentValue)->Args({1'000'000, 0})->Args({1'000'000, 1})->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_TvmPayment)->Args({1'000'000, 0})->Args({1'000'000, 1})->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_TvmNetPresentValue)->Arg(10'000)->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TvmNetPresentValueDistinctRates)->Arg(10'000)->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_TvmNetPresentValueOneRate)->Arg(10'000)->Arg(100'000)->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_TvmInternalRateMethod1)->Arg(10'000)->MeasureProcessCPUTime()->Unit(benchmark::kMillisecond);

@@ -10,6 +10,9 @@
 
 #include <algorithm>
 #include <cmath>
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 #include "../common/fpkAllocator.h"
 #include "../common/fpkColumnIO.h"
@@ -120,6 +123,85 @@ double rowValue(const double* values, const double* days, const double* first, c
     return result;
 }
 
+namespace {
+
+double discountedSumScalar(const double* v, const double* w, std::size_t count, double a, double negLog) {
+    double s = 0;
+    for (std::size_t k = 0; k < count; ++k) s += v[k] * std::exp(((a + w[k]) / FPKNetPresentValue::days_year) * negLog);
+    return s;
+}
+
+#if defined(__x86_64__)
+// Four terms at a time. exp(y) = 2^k e^r with k = round(y / ln 2) and
+// |r| <= ln 2 / 2, e^r from its Taylor series to r^13 (the first term left
+// out is below 5e-18 of e^r). Arguments below -708 (factors below 1e-307)
+// give 0. Requires negLog <= 0 and a + w >= -days_year, so that y <= 1.
+__attribute__((target("avx2,fma"))) double discountedSumAvx2(const double* v, const double* w, std::size_t count,
+                                                             double a, double negLog) {
+    const __m256d va = _mm256_set1_pd(a), vl = _mm256_set1_pd(negLog), year = _mm256_set1_pd(365.0);
+    const __m256d log2e = _mm256_set1_pd(1.4426950408889634), shift = _mm256_set1_pd(6755399441055744.0);
+    const __m256d ln2hi = _mm256_set1_pd(0.6931471805599453), ln2lo = _mm256_set1_pd(2.3190468138462996e-17);
+    const __m256d low = _mm256_set1_pd(-708.0);
+    const __m256i bias = _mm256_set1_epi64x(1023LL << 52);
+    static const double c[14] = {1.0,
+                                 1.0,
+                                 0.5,
+                                 1.0 / 6,
+                                 1.0 / 24,
+                                 1.0 / 120,
+                                 1.0 / 720,
+                                 1.0 / 5040,
+                                 1.0 / 40320,
+                                 1.0 / 362880,
+                                 1.0 / 3628800,
+                                 1.0 / 39916800,
+                                 1.0 / 479001600,
+                                 1.0 / 6227020800};
+    __m256d acc = _mm256_setzero_pd();
+    std::size_t k = 0;
+    for (; k + 4 <= count; k += 4) {
+        const __m256d y = _mm256_mul_pd(_mm256_div_pd(_mm256_add_pd(va, _mm256_loadu_pd(w + k)), year), vl);
+        const __m256d keep = _mm256_cmp_pd(y, low, _CMP_GE_OQ);
+        const __m256d yc = _mm256_max_pd(y, low);
+        __m256d kd = _mm256_fmadd_pd(yc, log2e, shift);
+        const __m256i kb = _mm256_castpd_si256(kd);
+        kd = _mm256_sub_pd(kd, shift);
+        __m256d r = _mm256_fnmadd_pd(kd, ln2hi, yc);
+        r = _mm256_fnmadd_pd(kd, ln2lo, r);
+        __m256d p = _mm256_set1_pd(c[13]);
+        for (int i = 12; i >= 0; --i) p = _mm256_fmadd_pd(p, r, _mm256_set1_pd(c[i]));
+        const __m256d scale = _mm256_castsi256_pd(_mm256_add_epi64(_mm256_slli_epi64(kb, 52), bias));
+        const __m256d e = _mm256_and_pd(_mm256_mul_pd(p, scale), keep);
+        acc = _mm256_fmadd_pd(_mm256_loadu_pd(v + k), e, acc);
+    }
+    alignas(32) double lanes[4];
+    _mm256_store_pd(lanes, acc);
+    double s = (lanes[0] + lanes[1]) + (lanes[2] + lanes[3]);
+    return s + discountedSumScalar(v + k, w + k, count - k, a, negLog);
+}
+
+bool hasAvx2() {
+    static const bool yes = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+    return yes;
+}
+#endif
+
+}  // namespace
+
+double discountedSum(const double* v, const double* w, std::size_t count, double a, double negLog) {
+#if defined(__x86_64__)
+    if (hasAvx2()) return discountedSumAvx2(v, w, count, a, negLog);
+#endif
+    return discountedSumScalar(v, w, count, a, negLog);
+}
+
+double rowValueExact(const double* values, const double* times, const double* first, const double* prefix,
+                     std::size_t n, std::size_t i, double rate) {
+    if (i + 1 >= n) return values[i];
+    const double a = first[i] - prefix[i + 1];
+    return values[i] + discountedSum(values + i + 1, times + i + 1, n - i - 1, a, -std::log(1.0 + rate));
+}
+
 bool UniformRate::rateApplies(double rate) { return rate >= 0 && std::isfinite(rate); }
 
 void UniformRate::prefixSums(const double* days, std::size_t n, double* prefix) {
@@ -219,11 +301,20 @@ void FPKNetPresentValue::execute_netPresentValue(RhoUtils::Allocator& alloc) {
     }
 
     FpkVector<double> out = makeVector<double>(alloc, n);
+    // With whole day counts every time is formed exactly from prefix sums:
+    // t(i, j) = (first[i] - prefix[i + 1] + times[j]) / 365.
+    const bool wholeDays = n > 0 && npv::UniformRate::daysApply(days.data(), first.data(), later.data(), n);
+    FpkVector<double> prefix = makeVector<double>(alloc, wholeDays ? n + 1 : 0);
+    FpkVector<double> times = makeVector<double>(alloc, wholeDays ? n : 0);
+    if (wholeDays) {
+        npv::UniformRate::prefixSums(days.data(), n, prefix.data());
+        for (std::size_t j = 0; j < n; ++j) times[j] = prefix[j] + later[j];
+    }
     // Rows sharing a rate are summed block-wise, one set of suffix sums per
     // distinct rate, when the rates are few enough for that to pay (each set
     // costs one pass over the series); other rows are summed directly.
     FpkVector<double> distinct = makeVector<double>(alloc);
-    if (n > 0 && npv::UniformRate::daysApply(days.data(), first.data(), later.data(), n)) {
+    if (wholeDays) {
         distinct.assign(rate.begin(), rate.end());
         distinct.erase(std::remove_if(distinct.begin(), distinct.end(),
                                       [](double r) { return !npv::UniformRate::rateApplies(r); }),
@@ -232,11 +323,9 @@ void FPKNetPresentValue::execute_netPresentValue(RhoUtils::Allocator& alloc) {
         distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
         if (distinct.size() > std::max<std::size_t>(1, n / 64)) distinct.clear();
     }
-    FpkVector<double> prefix = makeVector<double>(alloc, distinct.empty() ? 0 : n + 1);
     FpkVector<double> tails = makeVector<double>(alloc, distinct.size() * npv::UniformRate::tailCount(n));
     FpkVector<npv::UniformRate> groups(FpkAllocator<npv::UniformRate>{alloc});
     if (!distinct.empty()) {
-        npv::UniformRate::prefixSums(days.data(), n, prefix.data());
         groups.reserve(distinct.size());
         for (std::size_t g = 0; g < distinct.size(); ++g)
             groups.emplace_back(values.data(), days.data(), first.data(), later.data(), n, distinct[g], prefix.data(),
@@ -246,6 +335,8 @@ void FPKNetPresentValue::execute_netPresentValue(RhoUtils::Allocator& alloc) {
         const auto g = std::lower_bound(distinct.begin(), distinct.end(), rate[i]);
         if (g != distinct.end() && *g == rate[i])
             out[i] = groups[static_cast<std::size_t>(g - distinct.begin())].rowValue(i);
+        else if (wholeDays && npv::UniformRate::rateApplies(rate[i]))
+            out[i] = npv::rowValueExact(values.data(), times.data(), first.data(), prefix.data(), n, i, rate[i]);
         else
             out[i] = npv::rowValue(values.data(), days.data(), first.data(), later.data(), n, i, rate[i]);
     };

@@ -76,6 +76,17 @@ void chainTimes(const double* days, const double* first, const double* later, st
 double rowValue(const double* values, const double* days, const double* first, const double* later, std::size_t n,
                 std::size_t i, double rate);
 
+// sum over k of v[k] * exp(((a + w[k]) / 365) * negLog), for negLog <= 0 and
+// a + w[k] >= -365: the discounted later values of one row, with w[k] the
+// days before row k plus its later part and a = first[i] - days before row
+// i + 1. Four terms at a time where the processor allows.
+double discountedSum(const double* v, const double* w, std::size_t count, double a, double negLog);
+
+// rowValue for whole day counts (UniformRate::daysApply) and a rate that is
+// finite and not negative: times[j] = prefix[j] + later[j].
+double rowValueExact(const double* values, const double* times, const double* first, const double* prefix,
+                     std::size_t n, std::size_t i, double rate);
+
 // The net present value of the rows that share one rate, block-wise: with
 // the rows cut into blocks of kBlock, a row sums the later rows of its own
 // block directly and takes everything after its block from one suffix sum

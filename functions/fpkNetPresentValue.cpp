@@ -132,17 +132,9 @@ double discountedSumScalar(const double* v, const double* w, std::size_t count, 
 }
 
 #if defined(__x86_64__)
-// Four terms at a time. exp(y) = 2^k e^r with k = round(y / ln 2) and
-// |r| <= ln 2 / 2, e^r from its Taylor series to r^13 (the first term left
-// out is below 5e-18 of e^r). Arguments below -708 (factors below 1e-307)
-// give 0. Requires negLog <= 0 and a + w >= -days_year, so that y <= 1.
-__attribute__((target("avx2,fma"))) double discountedSumAvx2(const double* v, const double* w, std::size_t count,
-                                                             double a, double negLog) {
-    const __m256d va = _mm256_set1_pd(a), vl = _mm256_set1_pd(negLog), year = _mm256_set1_pd(365.0);
-    const __m256d log2e = _mm256_set1_pd(1.4426950408889634), shift = _mm256_set1_pd(6755399441055744.0);
-    const __m256d ln2hi = _mm256_set1_pd(0.6931471805599453), ln2lo = _mm256_set1_pd(2.3190468138462996e-17);
-    const __m256d low = _mm256_set1_pd(-708.0);
-    const __m256i bias = _mm256_set1_epi64x(1023LL << 52);
+// v[0..3] * exp((a + w[0..3]) * coef), see discountedSumAvx2.
+__attribute__((target("avx2,fma"))) inline __m256d discountedTerms(const double* v, const double* w, __m256d va,
+                                                                   __m256d coef) {
     static const double c[14] = {1.0,
                                  1.0,
                                  0.5,
@@ -157,23 +149,42 @@ __attribute__((target("avx2,fma"))) double discountedSumAvx2(const double* v, co
                                  1.0 / 39916800,
                                  1.0 / 479001600,
                                  1.0 / 6227020800};
-    __m256d acc = _mm256_setzero_pd();
+    const __m256d log2e = _mm256_set1_pd(1.4426950408889634), shift = _mm256_set1_pd(6755399441055744.0);
+    const __m256d ln2hi = _mm256_set1_pd(0.6931471805599453), ln2lo = _mm256_set1_pd(2.3190468138462996e-17);
+    const __m256d low = _mm256_set1_pd(-708.0);
+    const __m256i bias = _mm256_set1_epi64x(1023LL << 52);
+    const __m256d y = _mm256_mul_pd(_mm256_add_pd(va, _mm256_loadu_pd(w)), coef);
+    const __m256d keep = _mm256_cmp_pd(y, low, _CMP_GE_OQ);
+    const __m256d yc = _mm256_max_pd(y, low);
+    __m256d kd = _mm256_fmadd_pd(yc, log2e, shift);
+    const __m256i kb = _mm256_castpd_si256(kd);
+    kd = _mm256_sub_pd(kd, shift);
+    __m256d r = _mm256_fnmadd_pd(kd, ln2hi, yc);
+    r = _mm256_fnmadd_pd(kd, ln2lo, r);
+    __m256d p = _mm256_set1_pd(c[13]);
+    for (int i = 12; i >= 0; --i) p = _mm256_fmadd_pd(p, r, _mm256_set1_pd(c[i]));
+    const __m256d scale = _mm256_castsi256_pd(_mm256_add_epi64(_mm256_slli_epi64(kb, 52), bias));
+    return _mm256_mul_pd(_mm256_loadu_pd(v), _mm256_and_pd(_mm256_mul_pd(p, scale), keep));
+}
+
+// Four terms at a time. exp(y) = 2^k e^r with k = round(y / ln 2) and
+// |r| <= ln 2 / 2, e^r from its Taylor series to r^13 (the first term left
+// out is below 5e-18 of e^r). Arguments below -708 (factors below 1e-307)
+// give 0. Requires negLog <= 0 and a + w >= -days_year, so that y <= 1.
+__attribute__((target("avx2,fma"))) double discountedSumAvx2(const double* v, const double* w, std::size_t count,
+                                                             double a, double negLog) {
+    const __m256d va = _mm256_set1_pd(a);
+    // y = (a + w) * (negLog / 365): one rounding more than the scalar
+    // ((a + w) / 365) * negLog, far below the precision of the sum.
+    const __m256d coef = _mm256_set1_pd(negLog / 365.0);
+    __m256d acc0 = _mm256_setzero_pd(), acc1 = _mm256_setzero_pd();
     std::size_t k = 0;
-    for (; k + 4 <= count; k += 4) {
-        const __m256d y = _mm256_mul_pd(_mm256_div_pd(_mm256_add_pd(va, _mm256_loadu_pd(w + k)), year), vl);
-        const __m256d keep = _mm256_cmp_pd(y, low, _CMP_GE_OQ);
-        const __m256d yc = _mm256_max_pd(y, low);
-        __m256d kd = _mm256_fmadd_pd(yc, log2e, shift);
-        const __m256i kb = _mm256_castpd_si256(kd);
-        kd = _mm256_sub_pd(kd, shift);
-        __m256d r = _mm256_fnmadd_pd(kd, ln2hi, yc);
-        r = _mm256_fnmadd_pd(kd, ln2lo, r);
-        __m256d p = _mm256_set1_pd(c[13]);
-        for (int i = 12; i >= 0; --i) p = _mm256_fmadd_pd(p, r, _mm256_set1_pd(c[i]));
-        const __m256d scale = _mm256_castsi256_pd(_mm256_add_epi64(_mm256_slli_epi64(kb, 52), bias));
-        const __m256d e = _mm256_and_pd(_mm256_mul_pd(p, scale), keep);
-        acc = _mm256_fmadd_pd(_mm256_loadu_pd(v + k), e, acc);
+    for (; k + 8 <= count; k += 8) {
+        acc0 = _mm256_add_pd(acc0, discountedTerms(v + k, w + k, va, coef));
+        acc1 = _mm256_add_pd(acc1, discountedTerms(v + k + 4, w + k + 4, va, coef));
     }
+    for (; k + 4 <= count; k += 4) acc0 = _mm256_add_pd(acc0, discountedTerms(v + k, w + k, va, coef));
+    const __m256d acc = _mm256_add_pd(acc0, acc1);
     alignas(32) double lanes[4];
     _mm256_store_pd(lanes, acc);
     double s = (lanes[0] + lanes[1]) + (lanes[2] + lanes[3]);

@@ -19,6 +19,13 @@ minutes in numpy; for them every k-th row is timed and the time scaled by k
 (a row's cost grows with its distance from the end or the start, so evenly
 spaced rows give the average cost). Run with --full to time every row.
 
+The account functions are timed twice on the C++ side: with a fresh result
+table (the reference host then allocates and first touches about 350 MB of
+column memory inside the call, which dominates) and with result columns that
+are already as long as the result (the call computes and writes only). Both
+CPU time (all threads of the process) and elapsed time are compared; on a
+shared machine the CPU ratio is the steadier one.
+
 Usage: /usr/bin/python3 bench/compare_tvm.py [--bench PATH] [--full]
 """
 import argparse

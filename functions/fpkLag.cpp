@@ -2,6 +2,7 @@
 // zero, or PAD[r] when the source row lies outside the series.
 #include "fpkLag.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -13,6 +14,7 @@
 #include "../common/fpkDefines.h"
 #include "../common/fpkTrace.h"
 #include "../interface/FPKQELInterfaces.h"
+#include "fpkTimeSeriesControls.h"
 
 namespace businessFunctions {
 
@@ -34,11 +36,18 @@ public:
 
     template <class T>
     void run(std::size_t begin, std::size_t end) {
-        FpkVector<T> pad = readDoubles(padCol_, begin, end, lagAllocator(), kPadRead);
-        FpkVector<T> period = readDoubles(periodCol_, begin, end, lagAllocator(), kPeriodRead);
-        FpkVector<T> out = makeVector<T>(lagAllocator(), end - begin);
-        lag::shift(values_, n_, pad.data(), period.data(), begin, end, out.data());
-        writeRange(resultCol_, begin, end, out.data(), nullptr, kResultWrite);
+        const std::size_t chunk = std::min(end - begin, controls::kChunkRows);
+        FpkVector<T> pad = makeVector<T>(lagAllocator(), chunk);
+        FpkVector<T> period = makeVector<T>(lagAllocator(), chunk);
+        FpkVector<T> out = makeVector<T>(lagAllocator(), chunk);
+        FpkVector<NullFlags> nulls = makeVector<NullFlags>(lagAllocator(), chunk);
+        for (std::size_t c = begin; c < end; c += chunk) {
+            const std::size_t stop = std::min(end, c + chunk);
+            controls::readChunked(padCol_, c, stop, pad.data(), nulls.data(), kPadRead);
+            controls::readChunked(periodCol_, c, stop, period.data(), nulls.data(), kPeriodRead);
+            lag::shift(values_, n_, pad.data(), period.data(), c, stop, out.data());
+            writeRange(resultCol_, c, stop, out.data(), nullptr, kResultWrite);
+        }
     }
     void operator()(std::size_t begin, std::size_t end) override { run<double>(begin, end); }
 
@@ -87,7 +96,7 @@ void FPKLag::execute() {
     }
     if (resultCol == nullptr) FPK_RAISE(ERR_FPK_COMM_COL_NOT_FIND, {"COL", "VALUE"});
 
-    FpkVector<double> v = readDoubles(valuesCol, lagAllocator(), kValuesRead);
+    FpkVector<double> v = controls::readWhole(valuesCol, lagAllocator(), kValuesRead);
     resizeColumn(resultCol, n, kResultWrite);
     if (n == 0) return;
     RhoUtils::SharedPtr<lagvol> job = makeJob<lagvol>(lagAllocator(), v.data(), n, padCol, periodCol, resultCol);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "../common/fpkColumnIO.h"
 #include "../common/fpkCommonCode.h"
@@ -117,10 +118,29 @@ bool WindowMedian::median(double& out) {
     return true;
 }
 
-void movingMedian(const double* values, const unsigned char* usable, std::size_t n, int64_t length, int64_t offset,
-                  double* out, unsigned char* nulls, RhoUtils::Allocator& alloc) {
-    WindowMedian window(alloc);
-    const int64_t rows = static_cast<int64_t>(n);
+SortedWindow::SortedWindow(RhoUtils::Allocator& alloc) : sorted_(FpkAllocator<Entry>(alloc)) {}
+
+void SortedWindow::insert(double value, int64_t row) {
+    const Entry p{value, row};
+    sorted_.insert(std::upper_bound(sorted_.begin(), sorted_.end(), p, lessEntry), p);
+}
+
+void SortedWindow::erase(double value, int64_t row) {
+    sorted_.erase(std::lower_bound(sorted_.begin(), sorted_.end(), Entry{value, row}, lessEntry));
+}
+
+bool SortedWindow::median(double& out) const {
+    const std::size_t m = sorted_.size();
+    if (m == 0) return false;
+    // The lower half holds (m + 1) / 2 pairs; its maximum is at (m - 1) / 2.
+    out = m % 2 == 1 ? sorted_[m / 2].value : (sorted_[m / 2 - 1].value + sorted_[m / 2].value) * 0.5;
+    return true;
+}
+
+namespace {
+template <class Window>
+void slide(Window& window, const double* values, const unsigned char* usable, int64_t rows, int64_t length,
+           int64_t offset, double* out, unsigned char* nulls) {
     const int64_t first = std::max<int64_t>(offset - length + 1, 0);
     const int64_t last = std::min<int64_t>(offset, rows - 1);
     for (int64_t j = first; j <= last; ++j)
@@ -136,6 +156,19 @@ void movingMedian(const double* values, const unsigned char* usable, std::size_t
         const bool any = window.median(m);
         out[r] = any ? m : 0.0;
         nulls[r] = any ? 0 : 1;
+    }
+}
+}  // namespace
+
+void movingMedian(const double* values, const unsigned char* usable, std::size_t n, int64_t length, int64_t offset,
+                  double* out, unsigned char* nulls, RhoUtils::Allocator& alloc, std::size_t sortedUpTo) {
+    const int64_t rows = static_cast<int64_t>(n);
+    if (static_cast<uint64_t>(std::min<int64_t>(length, rows)) <= sortedUpTo) {
+        SortedWindow window(alloc);
+        slide(window, values, usable, rows, length, offset, out, nulls);
+    } else {
+        WindowMedian window(alloc);
+        slide(window, values, usable, rows, length, offset, out, nulls);
     }
 }
 
@@ -177,7 +210,8 @@ void FPKMovingMedian::execute() {
         usable[j] = (exclude[j] == 0.0 && !std::isnan(values[j])) ? 1 : 0;
     }
 
-    FpkVector<double> out = makeVector<double>(alloc, n);
+    // The EXCLUDE values are no longer needed: their storage takes the result.
+    FpkVector<double> out = std::move(exclude);
     FpkVector<NullFlags> nulls = makeVector<NullFlags>(alloc, n);
     movingmedian::movingMedian(values.data(), usable.data(), n, static_cast<int64_t>(length),
                                static_cast<int64_t>(offset), out.data(), nulls.data(), alloc);

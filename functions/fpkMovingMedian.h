@@ -64,12 +64,31 @@ private:
     int64_t gone_ = INT64_MIN;  // rows below this have left the window
 };
 
+// The same for short windows: the window's pairs in one sorted array, where
+// inserting or erasing moves at most w pairs, which for a few dozen rows is
+// cheaper than the heaps' bookkeeping.
+class SortedWindow {
+public:
+    explicit SortedWindow(RhoUtils::Allocator& alloc);
+    void insert(double value, int64_t row);
+    void erase(double value, int64_t row);
+    bool median(double& out) const;
+
+private:
+    FpkVector<WindowMedian::Entry> sorted_;
+};
+
+// Windows of at most this many rows use SortedWindow.
+inline constexpr std::size_t kSortedWindowMax = 32;
+
 // Moving median of n values. usable[j] is non-zero when row j takes part in
 // windows. The window of row r covers rows r + offset - length + 1 ..
 // r + offset, clipped to the series; an empty window gives a null row
-// (nulls[r] = 1, out[r] = 0).
+// (nulls[r] = 1, out[r] = 0). Windows of at most sortedUpTo rows use the
+// sorted array, longer ones the heaps; both give the same medians.
 void movingMedian(const double* values, const unsigned char* usable, std::size_t n, int64_t length, int64_t offset,
-                  double* out, unsigned char* nulls, RhoUtils::Allocator& alloc);
+                  double* out, unsigned char* nulls, RhoUtils::Allocator& alloc,
+                  std::size_t sortedUpTo = kSortedWindowMax);
 
 }  // namespace movingmedian
 

@@ -2,6 +2,7 @@
 // |B[r-12]|, so that the sign always shows the direction of the change.
 #include "fpkYearOverYearDifference.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "../common/fpkAllocator.h"
@@ -35,11 +36,15 @@ public:
 
     template <class T>
     void run(std::size_t begin, std::size_t end) {
-        FpkVector<T> out = makeVector<T>(yoyAllocator(), end - begin);
-        FpkVector<NullFlags> nulls = makeVector<NullFlags>(yoyAllocator(), end - begin);
-        yoy::difference(base_, begin, end, static_cast<FPKYearOverYearDifference::styleType>(style_), out.data(),
-                        nulls.data());
-        writeRange(differenceCol_, begin, end, out.data(), nulls.data(), kDifferenceWrite);
+        const std::size_t chunk = std::min(end - begin, controls::kChunkRows);
+        FpkVector<T> out = makeVector<T>(yoyAllocator(), chunk);
+        FpkVector<NullFlags> nulls = makeVector<NullFlags>(yoyAllocator(), chunk);
+        const auto style = static_cast<FPKYearOverYearDifference::styleType>(style_);
+        for (std::size_t c = begin; c < end; c += chunk) {
+            const std::size_t stop = std::min(end, c + chunk);
+            yoy::difference(base_, c, stop, style, out.data(), nulls.data());
+            writeRange(differenceCol_, c, stop, out.data(), nulls.data(), kDifferenceWrite);
+        }
     }
     void operator()(std::size_t begin, std::size_t end) override { run<double>(begin, end); }
 
@@ -96,7 +101,7 @@ void FPKYearOverYearDifference::execute() {
     const styleType style = styleValue == 1.0 ? PERCENT : ABSOLUTE;
 
     const std::size_t n = baseCol->size();
-    FpkVector<double> b = readDoubles(baseCol, yoyAllocator(), kBaseRead);
+    FpkVector<double> b = controls::readWhole(baseCol, yoyAllocator(), kBaseRead);
     if (style == PERCENT && yoy::firstZeroDivisor(b.data(), n) < n)
         FPK_RAISE(ERR_FPK_COMM_DIVIDE_BY_ZERO, {"ZERO_THRESHOLD", "1e-10"});
 

@@ -2,6 +2,8 @@
 // row 0), else Y[r] - Y[r-1].
 #include "fpkYeartoDateStatistical.h"
 
+#include <algorithm>
+
 #include "../common/fpkAllocator.h"
 #include "../common/fpkColumnIO.h"
 #include "../common/fpkColumnJob.h"
@@ -9,6 +11,7 @@
 #include "../common/fpkDefines.h"
 #include "../common/fpkTrace.h"
 #include "../interface/FPKQELInterfaces.h"
+#include "fpkTimeSeriesControls.h"
 
 namespace businessFunctions {
 
@@ -29,9 +32,13 @@ public:
 
     template <class T>
     void run(std::size_t begin, std::size_t end) {
-        FpkVector<T> out = makeVector<T>(ytdStatAllocator(), end - begin);
-        ytdstat::periodValues(series_, begin, end, start_, out.data());
-        writeRange(originalCol_, begin, end, out.data(), nullptr, kOriginalWrite);
+        const std::size_t chunk = std::min(end - begin, controls::kChunkRows);
+        FpkVector<T> out = makeVector<T>(ytdStatAllocator(), chunk);
+        for (std::size_t c = begin; c < end; c += chunk) {
+            const std::size_t stop = std::min(end, c + chunk);
+            ytdstat::periodValues(series_, c, stop, start_, out.data());
+            writeRange(originalCol_, c, stop, out.data(), nullptr, kOriginalWrite);
+        }
     }
     void operator()(std::size_t begin, std::size_t end) override { run<double>(begin, end); }
 
@@ -67,7 +74,7 @@ void FPKYeartoDateStatistical::execute() {
     if (start < 1 || start > 12) FPK_RAISE(ERR_FPK_YTD_STDT_OUT_OF_RANGE);
 
     const std::size_t n = ytdSeriesCol->size();
-    FpkVector<double> y = readDoubles(ytdSeriesCol, ytdStatAllocator(), kSeriesRead);
+    FpkVector<double> y = controls::readWhole(ytdSeriesCol, ytdStatAllocator(), kSeriesRead);
     resizeColumn(originalCol, n, kOriginalWrite);
     if (n == 0) return;
     RhoUtils::SharedPtr<YeartoDateStatisticalvol> job =

@@ -119,14 +119,19 @@ TEST(MovingMedian, AgreesWithPerRowSort) {
             exclude[j] = gen() % 7 == 0 ? 1 : 0;
             usable[j] = exclude[j] == 0 && !std::isnan(v[j]);
         }
-        std::vector<double> out(n);
-        std::vector<unsigned char> nulls(n);
-        businessFunctions::movingmedian::movingMedian(v.data(), usable.data(), n, length, offset, out.data(),
-                                                      nulls.data(), alloc);
-        for (std::size_t j = 0; j < n; ++j)
-            if (nulls[j]) out[j] = N;
-        SCOPED_TRACE(testing::Message() << "n " << n << " length " << length << " offset " << offset);
-        expectSame(out, bruteForce(v, exclude, length, offset));
+        const std::vector<double> expected = bruteForce(v, exclude, length, offset);
+        // Both window structures: always the heaps, always the sorted array.
+        for (std::size_t sortedUpTo : {std::size_t{0}, std::size_t{1000}}) {
+            std::vector<double> out(n);
+            std::vector<unsigned char> nulls(n);
+            businessFunctions::movingmedian::movingMedian(v.data(), usable.data(), n, length, offset, out.data(),
+                                                          nulls.data(), alloc, sortedUpTo);
+            for (std::size_t j = 0; j < n; ++j)
+                if (nulls[j]) out[j] = N;
+            SCOPED_TRACE(testing::Message() << "n " << n << " length " << length << " offset " << offset
+                                            << " sorted up to " << sortedUpTo);
+            expectSame(out, expected);
+        }
     }
 }
 

@@ -21,28 +21,50 @@ namespace businessFunctions {
 namespace {
 FPK_FUNCTION_ALLOCATOR(movingAverageAllocator, "MovingAverageAndSumAllocator")
 
-constexpr std::size_t kBlock = 16;
+constexpr std::size_t kBlock = 8;
 
 inline double finish(double s, double divisor, FPKMovingAverageAndSum::averageMethod method) {
     return method == FPKMovingAverageAndSum::SUM ? s : s / divisor;
 }
 
-// Rows [r0, r0 + kBlock) with complete windows.
+// Rows [r0, r0 + kBlock) with complete windows. One named accumulator per row
+// keeps the sums in registers; each row still adds its positions oldest
+// first, exactly as a row on its own would.
 void fullBlock(const double* ext, std::size_t p, std::size_t w, const double* weights, std::size_t r0, double* acc) {
-    const double* base = ext + (r0 + p + 1 - w);
-    for (std::size_t j = 0; j < kBlock; ++j) acc[j] = 0;
+    const double* x = ext + (r0 + p + 1 - w);
+    double a0 = 0, a1 = 0, a2 = 0, a3 = 0, a4 = 0, a5 = 0, a6 = 0, a7 = 0;
     if (weights == nullptr) {
-        for (std::size_t k = 0; k < w; ++k) {
-            const double* x = base + k;
-            for (std::size_t j = 0; j < kBlock; ++j) acc[j] += x[j];
+        for (std::size_t k = 0; k < w; ++k, ++x) {
+            a0 += x[0];
+            a1 += x[1];
+            a2 += x[2];
+            a3 += x[3];
+            a4 += x[4];
+            a5 += x[5];
+            a6 += x[6];
+            a7 += x[7];
         }
     } else {
-        for (std::size_t k = 0; k < w; ++k) {
-            const double* x = base + k;
+        for (std::size_t k = 0; k < w; ++k, ++x) {
             const double wk = weights[k];
-            for (std::size_t j = 0; j < kBlock; ++j) acc[j] += wk * x[j];
+            a0 += wk * x[0];
+            a1 += wk * x[1];
+            a2 += wk * x[2];
+            a3 += wk * x[3];
+            a4 += wk * x[4];
+            a5 += wk * x[5];
+            a6 += wk * x[6];
+            a7 += wk * x[7];
         }
     }
+    acc[0] = a0;
+    acc[1] = a1;
+    acc[2] = a2;
+    acc[3] = a3;
+    acc[4] = a4;
+    acc[5] = a5;
+    acc[6] = a6;
+    acc[7] = a7;
 }
 
 // One row, any window (complete or shortened at the start).

@@ -56,7 +56,7 @@ TEST(Boundary, FactoryRefusesUnknownIds) {
     EXPECT_EQ(1, create(kOther, kFactoryIid, &out));
     EXPECT_EQ(reinterpret_cast<void*>(0x1), out) << "an unknown class id leaves the out-pointer untouched";
     {
-        IgnoreLeaks ignore;
+        [[maybe_unused]] IgnoreLeaks ignore;
         EXPECT_EQ(1, create(kClsid, kOther, &out));
     }
     EXPECT_EQ(nullptr, out) << "an unknown interface id writes null";

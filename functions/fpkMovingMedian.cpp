@@ -77,10 +77,13 @@ void WindowMedian::rebalance() {
     }
 }
 
+// Insert and erase keep every pair of the lower half below every pair of the
+// upper half but leave the sizes to median(), which rebalances once: when a
+// row leaves one half and the entering row joins the same half, nothing moves.
 void WindowMedian::insert(double value, int64_t row) {
     const Entry p{value, row};
     clean(low_, true);
-    if (lowCount_ == 0 || lessEntry(p, low_.front())) {
+    if (lowCount_ > 0 && lessEntry(p, low_.front())) {
         low_.push_back(p);
         std::push_heap(low_.begin(), low_.end(), LowOrder());
         ++lowCount_;
@@ -89,7 +92,6 @@ void WindowMedian::insert(double value, int64_t row) {
         std::push_heap(high_.begin(), high_.end(), HighOrder());
         ++highCount_;
     }
-    rebalance();
 }
 
 void WindowMedian::erase(double value, int64_t row) {
@@ -100,7 +102,6 @@ void WindowMedian::erase(double value, int64_t row) {
     else
         --highCount_;
     gone_ = row + 1;
-    rebalance();
     compact(low_, true, lowCount_);
     compact(high_, false, highCount_);
 }
@@ -108,6 +109,7 @@ void WindowMedian::erase(double value, int64_t row) {
 bool WindowMedian::median(double& out) {
     const std::size_t m = lowCount_ + highCount_;
     if (m == 0) return false;
+    rebalance();
     clean(low_, true);
     if (m % 2 == 1) {
         out = low_.front().value;

@@ -45,7 +45,7 @@ public:
     std::size_t size() const { return lowCount_ + highCount_; }
     // The median, or false when the window is empty: the middle value for an
     // odd count, (max of the lower half + min of the upper half) * 0.5 for an
-    // even one.
+    // even one. Balances the halves first (|low| = |high| or |high| + 1).
     bool median(double& out);
 
     struct Entry {

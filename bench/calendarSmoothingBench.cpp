@@ -65,6 +65,24 @@ TableHandle defaultResult(const std::string& fn) { return TableHandle(plugin().m
 
 constexpr std::size_t kBigRows = 10'000'000;
 
+// The floor of every column job: the host reading one column into a warm
+// native array and writing it into another, with no computation and no
+// allocation. Same bytes as BM_Memcpy and BM_YearToDateStatistical.
+void BM_HostColumnCopy(benchmark::State& state) {
+    const std::size_t n = static_cast<std::size_t>(state.range(0));
+    RhoUtils::SharedPtr<Column> in = Column::doubles("IN", normalSeries(n, 8));
+    RhoUtils::SharedPtr<Column> out = Column::doubles("OUT", std::vector<double>(n, 0.0));
+    std::vector<double> buffer(n);
+    std::vector<RhoCommonObjects::NullFlags> nulls(n);
+    for (auto _ : state) {
+        in->getNative(0, n, buffer.data(), nulls.data());
+        out->setNative(0, n, buffer.data(), nulls.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n * sizeof(double)) * 2);
+}
+BENCHMARK(BM_HostColumnCopy)->Arg(kBigRows)->Unit(benchmark::kMillisecond)->UseRealTime();
+
 void BM_Lag(benchmark::State& state) {
     const std::size_t n = static_cast<std::size_t>(state.range(0));
     std::vector<double> period(n);

@@ -1,5 +1,6 @@
 // Columns and tables of the reference host.
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "HostFaults.h"
@@ -91,6 +92,12 @@ bool Column::resize(std::size_t rows) noexcept {
 bool Column::getNative(std::size_t begin, std::size_t end, double* out, NullFlags* nulls) const noexcept {
     if (detail::shouldFail(Fault::GetNative)) return false;
     if (begin > end || end > size() || !isNumeric()) return false;
+    if (!isInteger()) {
+        // Numbers are stored as doubles with null rows holding 0: a plain copy.
+        if (end > begin) std::memcpy(out, numbers_.data() + begin, (end - begin) * sizeof(double));
+        if (nulls && end > begin) std::memcpy(nulls, nulls_.data() + begin, end - begin);
+        return true;
+    }
     for (std::size_t i = begin; i < end; ++i) {
         out[i - begin] = nulls_[i] ? 0.0 : numberAt(i);
         if (nulls) nulls[i - begin] = nulls_[i];
@@ -129,10 +136,33 @@ bool Column::setNative(std::size_t begin, std::size_t end, const double* in, con
     if (detail::shouldFail(Fault::SetNative)) return false;
     if (readOnly_ || begin > end || !isNumeric()) return false;
     if (end > size() && !grow(end)) return false;
+    if (type_ == VT_DOUBLE || type_ == VT_DECIMAL) {
+        // A plain copy; null rows keep 0 as their stored value.
+        const std::size_t n = end - begin;
+        if (n == 0) return true;
+        std::memcpy(numbers_.data() + begin, in, n * sizeof(double));
+        if (nulls == nullptr) {
+            std::memset(nulls_.data() + begin, 0, n);
+        } else {
+            std::memcpy(nulls_.data() + begin, nulls, n);
+            for (std::size_t i = 0; i < n; ++i)
+                if (nulls[i]) {
+                    nulls_[begin + i] = 1;
+                    numbers_[begin + i] = 0.0;
+                }
+        }
+        return true;
+    }
     for (std::size_t i = begin; i < end; ++i) {
         const bool isNullRow = nulls != nullptr && nulls[i - begin] != 0;
         nulls_[i] = isNullRow ? 1 : 0;
-        if (isNullRow) continue;
+        if (isNullRow) {  // null rows store 0, so that reads can copy
+            if (isInteger())
+                integers_[i] = 0;
+            else
+                numbers_[i] = 0.0;
+            continue;
+        }
         const double v = in[i - begin];
         if (isInteger()) {
             if (!toInt32(std::trunc(v), integers_[i])) return false;
@@ -152,11 +182,11 @@ bool Column::setNative(std::size_t begin, std::size_t end, const int32_t* in, co
     for (std::size_t i = begin; i < end; ++i) {
         const bool isNullRow = nulls != nullptr && nulls[i - begin] != 0;
         nulls_[i] = isNullRow ? 1 : 0;
-        if (isNullRow) continue;
+        const int32_t v = isNullRow ? 0 : in[i - begin];
         if (isInteger())
-            integers_[i] = in[i - begin];
+            integers_[i] = v;
         else
-            numbers_[i] = in[i - begin];
+            numbers_[i] = v;
     }
     return true;
 }

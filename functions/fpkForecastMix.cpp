@@ -19,25 +19,29 @@ FPK_FUNCTION_ALLOCATOR(forecastMixAllocator, "ForecastMixAllocator")
 
 namespace forecastMix {
 
-void mix(const double* actual, const double* forecast, double* out, std::size_t n, int64_t offset, int64_t m) {
-    const int64_t rows = static_cast<int64_t>(n);
-    const int64_t history = std::min(offset + 1, rows);  // offset never exceeds n - 1; kept safe anyway
-    const int64_t q = std::min(m, history);
-    double base = 0;
-    if (q >= 1) {
+PhaseIn phaseIn(const double* historyActual, int64_t offset, int64_t m) {
+    PhaseIn p{offset, m, std::min(m, offset + 1), 0.0};
+    if (p.q >= 1) {
         double sum = 0;
-        for (int64_t r = history - q; r < history; ++r) sum += actual[r];
-        base = sum / static_cast<double>(q);
+        for (int64_t r = offset + 1 - p.q; r <= offset; ++r) sum += historyActual[r];
+        p.base = sum / static_cast<double>(p.q);
     }
-    for (int64_t r = 0; r < history; ++r) out[r] = actual[r];
-    // Phase-in rows: offset + 1 .. offset + m (q = 0 means no history to blend from).
-    const int64_t mixEnd = q >= 1 ? std::min(rows, history + m) : history;
-    const double steps = static_cast<double>(m) + 1.0;
-    for (int64_t r = history; r < mixEnd; ++r) {
-        const double w = static_cast<double>(r - offset) / steps;
-        out[r] = (1 - w) * base + w * forecast[r];
+    return p;
+}
+
+void mixFuture(const double* forecast, double* out, std::size_t count, int64_t first, const PhaseIn& phase) {
+    // Rows first + i with j = first + i - offset <= m are blended.
+    std::size_t blended = 0;
+    if (phase.q >= 1) {
+        const int64_t lastMixed = phase.offset + phase.m;  // the last blended row
+        if (lastMixed >= first) blended = static_cast<std::size_t>(std::min<int64_t>(lastMixed - first + 1, static_cast<int64_t>(count)));
     }
-    if (out != forecast) std::copy(forecast + mixEnd, forecast + n, out + mixEnd);
+    const double steps = static_cast<double>(phase.m) + 1.0;
+    for (std::size_t i = 0; i < blended; ++i) {
+        const double w = static_cast<double>(first + static_cast<int64_t>(i) - phase.offset) / steps;
+        out[i] = (1 - w) * phase.base + w * forecast[i];
+    }
+    if (out != forecast) std::copy(forecast + blended, forecast + count, out + blended);
 }
 
 }  // namespace forecastMix
@@ -69,13 +73,27 @@ void FPKForecastMix::execute() {
                   {"APPEND", "SWITCHOVER should not be empty"});
     const int offset = planning::monthHistoryOffset(switchover_, switchoverDate_, n);
 
-    // Only the history rows of ACTUAL are used.
+    // The history (at most twelve rows) shows the actuals.
+    const IoSite readActual{TRACE_FPKFORECASTMIX, "actual->getNative failed."};
+    const IoSite readForecast{TRACE_FPKFORECASTMIX, "forecast->getNative failed."};
+    const IoSite write{TRACE_FPKFORECASTMIX, "forecastmix->setNative failed."};
     const std::size_t history = static_cast<std::size_t>(offset + 1);
-    FpkVector<double> actual =
-        readDoubles(actual_, 0, history, alloc, {TRACE_FPKFORECASTMIX, "actual->getNative failed."});
-    FpkVector<double> values = readDoubles(forecast_, alloc, {TRACE_FPKFORECASTMIX, "forecast->getNative failed."});
-    forecastMix::mix(actual.data(), values.data(), values.data(), n, offset, m);
-    writeDoubles(result_->getColumn(0), values.data(), n, {TRACE_FPKFORECASTMIX, "forecastmix->setNative failed."});
+    FpkVector<double> actual = readDoubles(actual_, 0, history, alloc, readActual);
+    const forecastMix::PhaseIn phase = forecastMix::phaseIn(actual.data(), offset, m);
+    ColumnBase* out = result_->getColumn(0);
+    resizeColumn(out, n, write);
+    writeRange(out, 0, history, actual.data(), nullptr, write);
+
+    // The future rows stream through one block buffer.
+    const std::size_t block = std::min(planning::kBlockRows, n - history);
+    FpkVector<double> values = makeVector<double>(alloc, block);
+    FpkVector<NullFlags> nulls = makeVector<NullFlags>(alloc, block);
+    for (std::size_t b = history; b < n; b += block) {
+        const std::size_t e = std::min(n, b + block);
+        planning::readBlock(forecast_, b, e, values.data(), nulls.data(), readForecast);
+        forecastMix::mixFuture(values.data(), values.data(), e - b, static_cast<int64_t>(b), phase);
+        writeRange(out, b, e, values.data(), nullptr, write);
+    }
 }
 
 void qelForecastMix(const ColumnHandle& actual, const ColumnHandle& mixPeriods, const ColumnHandle& switchover,

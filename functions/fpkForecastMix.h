@@ -10,11 +10,25 @@
 namespace businessFunctions {
 
 namespace forecastMix {
-// Rows 0..offset take `actual`; the m rows after the switch-over blend the
-// mean of the last min(m, offset + 1) actuals with the forecast, the weight
-// on the forecast rising j / (m + 1); later rows take the forecast. `out`
-// may be `forecast` itself.
-void mix(const double* actual, const double* forecast, double* out, std::size_t n, int64_t offset, int64_t m);
+
+// The phase-in after the switch-over: the last history row, the number m
+// of mixed periods, and the recent actual level `base` (the mean of the
+// last q = min(m, offset + 1) actuals; no blending when q is 0).
+struct PhaseIn {
+    int64_t offset;
+    int64_t m;
+    int64_t q;
+    double base;
+};
+// historyActual holds the actuals of rows 0..offset.
+PhaseIn phaseIn(const double* historyActual, int64_t offset, int64_t m);
+
+// Future rows first .. first + count - 1 (all after the switch-over): row r,
+// j = r - offset periods after it, is (1 - w) base + w forecast with
+// w = j / (m + 1) while j <= m and there is a base, else the forecast.
+// `out` may be `forecast`.
+void mixFuture(const double* forecast, double* out, std::size_t count, int64_t first, const PhaseIn& phase);
+
 }  // namespace forecastMix
 
 class FPKForecastMix {

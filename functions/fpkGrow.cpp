@@ -2,6 +2,7 @@
 // after the switch-over.
 #include "fpkGrow.h"
 
+#include <algorithm>
 #include <string>
 
 #include "../common/fpkAllocator.h"
@@ -24,15 +25,19 @@ void raiseEmpty(const char* name) {
 
 namespace grow {
 
-void grow(double* values, const double* rate, std::size_t n, int64_t offset, int64_t p, FPKGrow::growType type) {
-    // The first future row that has a row p earlier; rows before it keep
-    // their value (history, or seeds of the growth).
-    const int64_t rows = static_cast<int64_t>(n);
-    int64_t r = offset + 1 > p ? offset + 1 : p;
+void growBlock(double* buf, std::size_t p, const double* rate, std::size_t count, int64_t first, int64_t offset,
+               FPKGrow::growType type) {
+    // Rows before `start` keep their value: history, or no row p earlier (seeds).
+    const int64_t pp = static_cast<int64_t>(p);
+    const int64_t start = std::max(offset + 1, pp);
+    const std::size_t from =
+        start <= first ? 0 : static_cast<std::size_t>(std::min<int64_t>(start - first, static_cast<int64_t>(count)));
+    double* cur = buf + p;
+    const double* base = buf;  // base[i] is the result of row first + i - p
     if (type == FPKGrow::PERCENT) {
-        for (; r < rows; ++r) values[r] = values[r - p] * (1 + rate[r - offset - 1] / 100);
+        for (std::size_t i = from; i < count; ++i) cur[i] = base[i] * (1 + rate[i] / 100);
     } else {
-        for (; r < rows; ++r) values[r] = values[r - p] + rate[r - offset - 1];
+        for (std::size_t i = from; i < count; ++i) cur[i] = base[i] + rate[i];
     }
 }
 
@@ -67,12 +72,36 @@ void FPKGrow::execute() {
     if (switchoverType_->size() == 0) raiseEmpty("SWITCHOVERTYPE");
     const int offset = planning::monthHistoryOffset(switchoverType_, switchoverDate_, n);
 
-    FpkVector<double> values = readDoubles(values_, alloc, {TRACE_FPKGROW, "values->getNative failed."});
-    // History rates are not used.
-    FpkVector<double> rate =
-        readDoubles(growRate_, static_cast<std::size_t>(offset + 1), n, alloc, {TRACE_FPKGROW, "growrate->getNative failed."});
-    grow::grow(values.data(), rate.data(), n, offset, p, static_cast<growType>(type));
-    writeDoubles(result_->getColumn(0), values.data(), n, {TRACE_FPKGROW, "grow->setNative failed."});
+    const IoSite readValues{TRACE_FPKGROW, "values->getNative failed."};
+    const IoSite readRate{TRACE_FPKGROW, "growrate->getNative failed."};
+    const IoSite write{TRACE_FPKGROW, "grow->setNative failed."};
+    ColumnBase* out = result_->getColumn(0);
+    resizeColumn(out, n, write);
+    if (n == 0) return;
+
+    // The rows stream through a buffer that keeps the last p results before
+    // the block in front of it. With p >= n no row has a base, and the
+    // result is VALUES.
+    const std::size_t keep = static_cast<std::size_t>(p) < n ? static_cast<std::size_t>(p) : 0;
+    const std::size_t block = std::min(n, std::max(planning::kBlockRows, keep));
+    FpkVector<double> buf = makeVector<double>(alloc, keep + block);
+    FpkVector<double> rate = makeVector<double>(alloc, block);
+    FpkVector<NullFlags> nulls = makeVector<NullFlags>(alloc, block);
+    const std::size_t history = static_cast<std::size_t>(offset + 1);
+    for (std::size_t b = 0; b < n; b += block) {
+        const std::size_t e = std::min(n, b + block), count = e - b;
+        planning::readBlock(values_, b, e, buf.data() + keep, nulls.data(), readValues);
+        if (keep > 0 && e > history) {
+            // History rates are not read.
+            const std::size_t r0 = std::max(b, history);
+            planning::readBlock(growRate_, r0, e, rate.data() + (r0 - b), nulls.data(), readRate);
+            grow::growBlock(buf.data(), keep, rate.data(), count, static_cast<int64_t>(b), offset,
+                            static_cast<growType>(type));
+        }
+        writeRange(out, b, e, buf.data() + keep, nullptr, write);
+        // The last `keep` results become the bases of the next block.
+        if (keep > 0) std::copy(buf.data() + count, buf.data() + count + keep, buf.data());
+    }
 }
 
 void qelGrow(const ColumnHandle& values, const ColumnHandle& growPeriods, const ColumnHandle& growRate,

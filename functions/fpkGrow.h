@@ -30,11 +30,15 @@ private:
 };
 
 namespace grow {
-// In place over values[0..n-1]: rows after `offset` that have a row p
-// earlier become that row's (already grown) value increased by rate[r]
-// percent or by that amount; other rows keep their value. `rate` holds the
-// rates of the future rows only: rate[0] belongs to row offset + 1.
-void grow(double* values, const double* rate, std::size_t n, int64_t offset, int64_t p, FPKGrow::growType type);
+// One block of rows first .. first + count - 1. buf[0 .. p) holds the
+// results of rows first - p .. first - 1 (entries for rows below 0 are not
+// read) and buf[p .. p + count) the VALUES of the block on entry, its
+// results on return. A row after `offset` with a row p earlier becomes that
+// row's result grown by rate[i] percent (PERCENT) or by the amount rate[i]
+// (AMOUNT); every other row keeps its value. `rate` holds the block's rates
+// (rate[i] for row first + i); rates of history rows are not read.
+void growBlock(double* buf, std::size_t p, const double* rate, std::size_t count, int64_t first, int64_t offset,
+               FPKGrow::growType type);
 }  // namespace grow
 
 }  // namespace businessFunctions

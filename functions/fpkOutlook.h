@@ -29,11 +29,25 @@ private:
 };
 
 namespace outlook {
-// The outlook of n plan rows: rows 0..offset show the actuals (actual has
-// nA rows; rows beyond it count as 0), the rest the plan as `method` views
-// it. `out` may be `plan` itself.
-void outlook(const double* plan, const double* actual, std::size_t nA, double* out, std::size_t n, int64_t offset,
-             FPKOutlook::outlookMethod method);
+
+// What every future row shows: the plan times `factor` (PLAN: factor 1), or
+// the same `level` on every row (TARGET when the future plan sums to 0).
+struct FutureView {
+    bool even;
+    double factor;
+    double level;
+};
+
+// From SA (actuals of the history), SPH (plan of the history), SPF (plan of
+// the future rows) and the number of future rows.
+FutureView futureView(FPKOutlook::outlookMethod method, double sa, double sph, double spf, std::size_t futureRows);
+
+// The outlook of `count` future rows; `out` may be `plan`.
+void future(const double* plan, double* out, std::size_t count, const FutureView& view);
+
+// Sum of v[0..count-1].
+double sum(const double* v, std::size_t count);
+
 }  // namespace outlook
 
 }  // namespace businessFunctions

@@ -30,6 +30,20 @@ inline double controlValue(const ColumnBase* col, IoSite site) {
     return null ? 0.0 : v;
 }
 
+// Rows per block when a month-row function streams a long column: small
+// enough for the block buffers to stay in cache, large enough that the host
+// call per block does not count.
+inline constexpr std::size_t kBlockRows = 16384;
+
+// Rows [begin, end) of a numeric column into out (nulls: a buffer of at
+// least end - begin flags); a null row reads as 0.
+inline void readBlock(const ColumnBase* col, std::size_t begin, std::size_t end, double* out, NullFlags* nulls,
+                      IoSite site) {
+    readRange(col, begin, end, out, nulls, site);
+    for (std::size_t i = 0; i < end - begin; ++i)
+        if (nulls[i]) out[i] = 0.0;
+}
+
 // The last history row of n consecutive month rows starting in January of
 // the switch-over year: reads the switch-over kind and date (raising their
 // errors) and applies the rule "history is every row whose month starts

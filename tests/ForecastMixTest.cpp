@@ -1,5 +1,6 @@
 // FORECASTMIX through the loader: the phase-in after the switch-over, the
 // switch-over kinds on month rows, and the errors in their order.
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -151,4 +152,26 @@ TEST(ForecastMix, HostFailuresRaiseInternalErrorWithoutLeaks) {
         EXPECT_GT(k, 1);
     }
     EXPECT_EQ(libraryBytes(), before);
+}
+
+// A phase-in longer than the block the rows stream through: base 15, row r
+// (j = r - 1 periods after the switch-over) blends with weight j / 20001.
+TEST(ForecastMix, LongPhaseIn) {
+    const std::size_t n = 50'000;
+    V actual(n, 999), forecast(n);
+    actual[0] = 10;
+    actual[1] = 20;
+    for (std::size_t r = 0; r < n; ++r) forecast[r] = static_cast<double>(r);
+    auto res = mix(actual, {20'000}, {1}, {"20240301"}, forecast);
+    ASSERT_FALSE(res.error) << res.error->message;
+    const V got = doublesOf(res);
+    ASSERT_EQ(got.size(), n);
+    EXPECT_EQ(got[0], 10);
+    EXPECT_EQ(got[1], 20);
+    for (std::size_t r = 2; r < n; ++r) {
+        const double j = static_cast<double>(r - 1);
+        const double want = j <= 20'000 ? (1 - j / 20'001) * 15 + (j / 20'001) * static_cast<double>(r)
+                                        : static_cast<double>(r);
+        ASSERT_NEAR(got[r], want, 1e-9 * std::max(1.0, want)) << "row " << r;
+    }
 }

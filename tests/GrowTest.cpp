@@ -1,5 +1,6 @@
 // GROW through the loader: growth by percent and by amount from any
 // distance, seeds, the switch-over on month rows, and the errors in order.
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -140,4 +141,32 @@ TEST(Grow, HostFailuresRaiseInternalErrorWithoutLeaks) {
         EXPECT_GT(k, 1);
     }
     EXPECT_EQ(libraryBytes(), before);
+}
+
+// Long series, with distances below, at and beyond the block the rows
+// stream through: with equal amounts on every future row, row r is
+// VALUES[r mod p] + amount * floor(r / p) (the history ends before row p).
+TEST(Grow, LongSeriesFollowTheClosedForm) {
+    const std::size_t n = 100'000;
+    for (std::size_t p : {12u, 16383u, 16384u, 16385u, 40'000u}) {
+        SCOPED_TRACE(p);
+        V values(n), rate(n, 2.5);
+        for (std::size_t r = 0; r < n; ++r) values[r] = static_cast<double>(r % p) + 1;
+        auto r = grow(values, {static_cast<double>(p)}, rate, {1}, {3}, {"202406"});
+        ASSERT_FALSE(r.error) << r.error->message;
+        const V got = doublesOf(r);
+        ASSERT_EQ(got.size(), n);
+        std::size_t wrong = 0;
+        for (std::size_t i = 0; i < n; ++i)
+            wrong += got[i] != static_cast<double>(i % p) + 1 + 2.5 * static_cast<double>(i / p) ? 1 : 0;
+        EXPECT_EQ(wrong, 0u);
+    }
+    // Percentages compound: VALUES[r mod 12] * 1.01^floor(r / 12).
+    V values(n), rate(n, 1);
+    for (std::size_t r = 0; r < n; ++r) values[r] = 100 + static_cast<double>(r % 12);
+    auto r = grow(V(values.begin(), values.begin() + 50'000), {12}, V(50'000, 1), {0}, {1}, {"20240701"});
+    ASSERT_FALSE(r.error) << r.error->message;
+    const V got = doublesOf(r);
+    for (std::size_t i = 0; i < got.size(); i += 997)
+        EXPECT_NEAR(got[i], values[i] * std::pow(1.01, static_cast<double>(i / 12)), 1e-9 * got[i]) << i;
 }

@@ -131,3 +131,26 @@ TEST(Outlook, HostFailuresRaiseInternalErrorWithoutLeaks) {
     }
     EXPECT_EQ(libraryBytes(), before);
 }
+
+// A long plan streams through several blocks, twice for TARGET.
+TEST(Outlook, LongTargetSpreadsTheRestOverTheFuture) {
+    const std::size_t n = 60'000;
+    V plan(n);
+    for (std::size_t r = 0; r < n; ++r) plan[r] = 1 + static_cast<double>(r % 7);
+    const V actual = {3, 4, 5};  // ENTER_DATE 20240401: rows 0..2 are history
+    double spt = 0, sph = plan[0] + plan[1] + plan[2];
+    for (double v : plan) spt += v;
+    const double rest = spt - 12, spf = spt - sph;
+    auto r = outlook(plan, actual, {2}, {1}, "20240401");
+    ASSERT_FALSE(r.error) << r.error->message;
+    const V got = doublesOf(r);
+    ASSERT_EQ(got.size(), n);
+    double total = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        total += got[i];
+        if (i >= 3) {
+            ASSERT_NEAR(got[i], plan[i] * rest / spf, 1e-9) << "row " << i;
+        }
+    }
+    EXPECT_NEAR(total, spt, 1e-6);
+}

@@ -134,26 +134,6 @@ TEST(ForecastMix, Errors) {
                 "FPK error[73000050]:Data type of column SWITCHOVERDATE is not supported.");
 }
 
-TEST(ForecastMix, HostFailuresRaiseInternalErrorWithoutLeaks) {
-    const auto run = [] { return mix(kActual, {3}, {1}, {"20240501"}, kForecast); };
-    ASSERT_FALSE(run().error);
-    const std::size_t before = libraryBytes();
-    for (qelhost::Fault fault : {qelhost::Fault::GetNative, qelhost::Fault::SetNative, qelhost::Fault::Allocate}) {
-        long long k = 1;
-        for (; k < 100; ++k) {
-            qelhost::armFault(fault, k);
-            auto r = run();
-            const bool fired = qelhost::faultFired();
-            qelhost::disarmFaults();
-            if (!fired) break;
-            ASSERT_TRUE(r.error);
-            EXPECT_EQ(r.error->name, "ERR_FPK_COMM_INTERNAL_ERR");
-        }
-        EXPECT_GT(k, 1);
-    }
-    EXPECT_EQ(libraryBytes(), before);
-}
-
 // A phase-in longer than the block the rows stream through: base 15, row r
 // (j = r - 1 periods after the switch-over) blends with weight j / 20001.
 TEST(ForecastMix, LongPhaseIn) {

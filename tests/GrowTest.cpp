@@ -123,26 +123,6 @@ TEST(Grow, Errors) {
     }
 }
 
-TEST(Grow, HostFailuresRaiseInternalErrorWithoutLeaks) {
-    const auto run = [] { return grow(concat(kYear, V(12, 0)), {12}, V(24, 3), {0}, {1}, {"20241215"}); };
-    ASSERT_FALSE(run().error);
-    const std::size_t before = libraryBytes();
-    for (qelhost::Fault fault : {qelhost::Fault::GetNative, qelhost::Fault::SetNative, qelhost::Fault::Allocate}) {
-        long long k = 1;
-        for (; k < 100; ++k) {
-            qelhost::armFault(fault, k);
-            auto r = run();
-            const bool fired = qelhost::faultFired();
-            qelhost::disarmFaults();
-            if (!fired) break;
-            ASSERT_TRUE(r.error);
-            EXPECT_EQ(r.error->name, "ERR_FPK_COMM_INTERNAL_ERR");
-        }
-        EXPECT_GT(k, 1);
-    }
-    EXPECT_EQ(libraryBytes(), before);
-}
-
 // Long series, with distances below, at and beyond the block the rows
 // stream through: with equal amounts on every future row, row r is
 // VALUES[r mod p] + amount * floor(r / p) (the history ends before row p).

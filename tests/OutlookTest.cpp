@@ -112,26 +112,6 @@ TEST(Outlook, Errors) {
     expectError(r, "ERR_FPK_COMM_UNSUPPORTED_COL_TYPE", "FPK error[73000050]:Data type of column ACTUAL is not supported.");
 }
 
-TEST(Outlook, HostFailuresRaiseInternalErrorWithoutLeaks) {
-    const auto run = [] { return outlook(kShaped, {88, 92, 110}, {2}, {1}, "20240401"); };
-    ASSERT_FALSE(run().error);
-    const std::size_t before = libraryBytes();
-    for (qelhost::Fault fault : {qelhost::Fault::GetNative, qelhost::Fault::SetNative, qelhost::Fault::Allocate}) {
-        long long k = 1;
-        for (; k < 100; ++k) {
-            qelhost::armFault(fault, k);
-            auto r = run();
-            const bool fired = qelhost::faultFired();
-            qelhost::disarmFaults();
-            if (!fired) break;
-            ASSERT_TRUE(r.error);
-            EXPECT_EQ(r.error->name, "ERR_FPK_COMM_INTERNAL_ERR");
-        }
-        EXPECT_GT(k, 1);
-    }
-    EXPECT_EQ(libraryBytes(), before);
-}
-
 // A long plan streams through several blocks, twice for TARGET.
 TEST(Outlook, LongTargetSpreadsTheRestOverTheFuture) {
     const std::size_t n = 60'000;

@@ -318,7 +318,7 @@ TEST(CashFlowErrors, TypesAndResultTable) {
     wide->addColumn(ColumnHandle(Column::doubles("EXTRA", {})));
     r = plugin().call(*info, args(monthlyExample()), TableHandle(wide));
     expectError(r, "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE",
-                "FPK error[73000022]:Data types of table RESULT do not match FPK specification.");
+                fpktest::cataloguedMessage(73000022, {{"TAB", "RESULT"}}));
 }
 
 TEST(CashFlowErrors, FailedReadIsInternalAndLeavesNothing) {

@@ -311,7 +311,7 @@ TEST(Forecast, ColumnTypesVerifiedOnlyWhereUsed) {
     r = plugin().call(*info, {scol({"M1"}), col({1}), col({}), icol({1}), icol({}), col({}), icol({}), icol({}), 0, 0},
                       TableHandle(wrong));
     expectError(r, "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE",
-                "FPK error[73000022]:Data types of table RESULT do not match FPK specification.");
+                fpktest::cataloguedMessage(73000022, {{"TAB", "RESULT"}}));
     // An OVERRIDE of text is only refused by the OVERRIDE method.
     for (int method : {0, 1}) {
         r = call("FORECAST", {scol({"M1"}), col({1}), col({}), icol({1}), icol({}), scol({"x"}), icol({}), icol({}),

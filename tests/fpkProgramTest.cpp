@@ -13,6 +13,8 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
+
+#include "testSupport.h"
 #include <vector>
 
 namespace {
@@ -609,7 +611,7 @@ TEST_F(FpkProgram, ResultTableOfATableBasedFunctionDefaultsOrIsGiven) {
     // A result table with a second column fails LAST's pattern.
     r = fpk("run LAST --result LAST,EXTRA:int", R"({"PRIME": [1]})");
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "FPK error[73000022]:Data types of table result do not match FPK specification.\n");
+    EXPECT_EQ(r.err, fpktest::cataloguedMessage(73000022, {{"TAB", "result"}}) + "\n");
 }
 
 // ---- input and output places ----

@@ -59,6 +59,27 @@ void expectError(const CallResult& r, const std::string& name, const std::string
     EXPECT_EQ(r.error->message, message);
 }
 
+std::string cataloguedMessage(int32_t code, const std::vector<std::pair<std::string, std::string>>& args) {
+    struct Row {
+        int32_t code;
+        const char* text;
+    };
+    static const Row rows[] = {
+#define FPK_ERROR(code, NAME, text) {code, text},
+#include "common/fpkErrors.def"
+#undef FPK_ERROR
+    };
+    std::string m;
+    for (const Row& r : rows)
+        if (r.code == code) m = r.text;
+    auto fill = [&](const std::string& key, const std::string& value) {
+        for (std::size_t at; (at = m.find("$" + key + "$")) != std::string::npos;) m.replace(at, key.size() + 2, value);
+    };
+    fill("ERROR_CODE", std::to_string(code));
+    for (const auto& [k, v] : args) fill(k, v);
+    return m;
+}
+
 std::size_t libraryBytes() {
     RhoUtils::Allocator* a = qelhost::findAllocator("QEL_FPKAllocator");
     return a != nullptr ? a->outstandingBytes() : 0;

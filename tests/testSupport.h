@@ -45,6 +45,10 @@ std::vector<std::string> textsOf(const CallResult& r, std::size_t c = 0);
 // Expects the call to have raised the named error with this message.
 void expectError(const CallResult& r, const std::string& name, const std::string& message);
 
+// The message of a catalogued error with its placeholders filled (the code
+// always; the others from `args`), taken from the error catalogue itself.
+std::string cataloguedMessage(int32_t code, const std::vector<std::pair<std::string, std::string>>& args);
+
 // Sums the outstanding bytes of the library allocator.
 std::size_t libraryBytes();
 

@@ -266,12 +266,12 @@ TraceState& traceState() {
     return *s;
 }
 
-bool applyTraceSpec(TraceState& s, std::string_view spec) {
+bool applyTraceSettings(TraceState& s, std::string_view settings) {
     bool ok = true;
-    while (!spec.empty()) {
-        const std::size_t comma = spec.find(',');
-        std::string_view item = spec.substr(0, comma);
-        spec = comma == std::string_view::npos ? std::string_view() : spec.substr(comma + 1);
+    while (!settings.empty()) {
+        const std::size_t comma = settings.find(',');
+        std::string_view item = settings.substr(0, comma);
+        settings = comma == std::string_view::npos ? std::string_view() : settings.substr(comma + 1);
         if (item.empty()) continue;
         const std::size_t eq = item.find('=');
         if (eq == std::string_view::npos || eq == 0) {
@@ -296,7 +296,7 @@ bool applyTraceSpec(TraceState& s, std::string_view spec) {
 void readTraceEnvironment(TraceState& s) {
     if (s.envRead) return;
     s.envRead = true;
-    if (const char* spec = std::getenv("FPK_TRACE")) applyTraceSpec(s, spec);
+    if (const char* env = std::getenv("FPK_TRACE")) applyTraceSettings(s, env);
     if (const char* path = std::getenv("FPK_TRACE_FILE")) {
         auto f = std::make_unique<std::ofstream>(path, std::ios::app);
         if (*f) s.file = std::move(f);
@@ -349,11 +349,11 @@ void setTraceLevel(const std::string& topic, int level) {
         if (topic == t->getName()) t->setLevel(level);
 }
 
-bool configureTrace(std::string_view spec) {
+bool configureTrace(std::string_view settings) {
     TraceState& s = traceState();
     std::lock_guard<std::mutex> lock(s.mutex);
     readTraceEnvironment(s);
-    return applyTraceSpec(s, spec);
+    return applyTraceSettings(s, settings);
 }
 
 bool setTraceFile(const std::string& path) {

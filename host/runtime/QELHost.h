@@ -107,7 +107,7 @@ QEL_PLATFORM_API const char* valueTypeName(int valueType);
 // Sets the level of a topic by name (applies to topics registered later too).
 QEL_PLATFORM_API void setTraceLevel(const std::string& topic, int level);
 // Parses "TOPIC=LEVEL,TOPIC=LEVEL"; false on a malformed item.
-QEL_PLATFORM_API bool configureTrace(std::string_view spec);
+QEL_PLATFORM_API bool configureTrace(std::string_view settings);
 // Trace lines go to standard error, or to this file when set ("" resets).
 QEL_PLATFORM_API bool setTraceFile(const std::string& path);
 // Receives every trace line instead of the file (tests); empty resets.

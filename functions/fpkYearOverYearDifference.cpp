@@ -50,7 +50,7 @@ public:
 
 private:
     const double* base_;
-    std::size_t n_;
+    [[maybe_unused]] std::size_t n_;  // the row count, kept with the column it describes
     ColumnBase* differenceCol_;
     int style_;
 };

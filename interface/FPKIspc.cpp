@@ -2,7 +2,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "../platform/QELIntrospect.h"
+#include "../platform/QELCatalogueTypes.h"
 #include "FPKCatalogueMacros.h"
 #include "FPKQELInterfaces.h"
 

@@ -5,7 +5,7 @@
 
 #include "interface/FPKWrapper.h"
 #include "platform/QELBase.h"
-#include "platform/QELIntrospect.h"
+#include "platform/QELCatalogueTypes.h"
 #include "testSupport.h"
 
 #if defined(__SANITIZE_ADDRESS__)

@@ -14,7 +14,7 @@
 #include <variant>
 #include <vector>
 
-#include "../../platform/QELIntrospect.h"
+#include "../../platform/QELCatalogueTypes.h"
 #include "../runtime/QELHost.h"
 
 namespace qelhost {

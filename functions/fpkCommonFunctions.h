@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 #include "../platform/RhoCommonObjects/ColumnBase.h"
 #include "../platform/RhoCommonObjects/InternalTable.h"
@@ -16,6 +17,9 @@ public:
     enum CumulateFlag { CUMULATE = 0, DECUMULATE = 1 };
     enum MaxMinFlag { MAXIMUM = 0, MINIMUM = 1 };
     enum FundsSign { NEGATIVE = -1, ALL = 0, POSITIVE = 1 };
+    enum TransformMethod { NONE = 0, LN = 1, EXP = 2, SQRT = 3, SQUARE = 4, RECIPROCAL = 5 };
+    enum RoundingMethod { NEAREST = 1, UP = 2, DOWN = 3 };
+    enum CycleFunction { SINE = 1, COSINE = 2 };
 
     static void Last(ColumnBase* prime, InternalTable* result);
     static void Cumulation_DeCumulate(ColumnBase* value, InternalTable* result, int flag);
@@ -41,6 +45,29 @@ void decumulate(const double* v, double* out, std::size_t n);
 void runningExtreme(const double* v, double* out, std::size_t n, bool maximum);
 // Keeps the amounts of the chosen sign (all of them for ALL).
 void funds(const double* v, double* out, std::size_t n, FPKCommonFunctions::FundsSign sign);
+// out[i] = pattern[(first + i) mod N].
+void repeat(const double* pattern, std::size_t patternLength, std::size_t first, double* out, std::size_t n);
+// One transformed value; false when the method is unknown or the result is not finite.
+bool transform(double x, double method, double& out);
+// x rounded to a multiple of step by method (1 nearest, 2 up, 3 down); see ROUNDING.
+double roundToStep(double x, double step, int method);
+// One wave of CYCLES.
+struct Wave {
+    double amplitude, length, start;
+    int function;
+};
+// The sum of the waves at time t.
+double cycleValue(const Wave* waves, std::size_t count, double t);
+// Day number of a date: 0 for 0001-01-01 (a Monday).
+long long dayNumber(int year, int month, int day);
+// Days from `from` (day number) over `days` days whose weekday is one of the
+// first `perWeek` days of the week (Monday first).
+long long workingDays(long long from, long long days, int perWeek);
+// The value of the leading decimal digits of text[begin, begin + length): 0
+// when the part begins with another character or lies beyond the text.
+int leadingNumber(std::string_view text, std::size_t begin, std::size_t length);
+// Months of year Y (from 12Y to 12Y+11) within [lo, hi] (month numbers), as a share of the year.
+double yearProportion(long long year, bool startOpen, long long start, bool stopOpen, long long stop);
 }  // namespace series
 
 }  // namespace businessFunctions

@@ -18,6 +18,7 @@ using qelhost::Argument;
 using qelhost::CallResult;
 using qelhost::Column;
 using qelhost::ColumnBase;
+using qelhost::InternalTable;
 using qelhost::ColumnHandle;
 using qelhost::ColumnPtr;
 using qelhost::Table;

@@ -16,7 +16,7 @@ public:
 
 private:
     // Reserved by the object layout; zeroed and never used.
-    void* reserved_[4] = {nullptr, nullptr, nullptr, nullptr};
+    [[maybe_unused]] void* reserved_[4] = {nullptr, nullptr, nullptr, nullptr};
 };
 
 template <class T>

@@ -66,7 +66,7 @@ void giveBack(void* storage, typename Slot<P>::Local& local) {
 
 template <class Obj, class... P, std::size_t... I>
 int32_t invoke(const Obj* obj, void (Obj::*op)(P...) const, void** slots, std::index_sequence<I...>) {
-    std::tuple<typename Slot<P>::Local...> locals(Slot<P>::take(slots[I])...);
+    std::tuple<typename Slot<P>::Local...> locals{Slot<P>::take(slots[I])...};
     (obj->*op)(std::get<I>(locals)...);
     (giveBack<P>(slots[I], std::get<I>(locals)), ...);
     return 0;

@@ -4,4 +4,4 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 scripts/build.sh
-build/bin/fpk run LAST examples/last.json
+build/bin/fpk run LAST examples/last.json --format table

@@ -149,6 +149,13 @@ TEST(ForecastAgents, ThousandsOfAgents) {
         if (nn - 1 > a) {
             EXPECT_LT(serviceLevel(below.c, nn - 1, a, 10, 300), 0.9L) << a;
         }
+        // The fractional count interpolates between the same two levels.
+        auto r3 = agents(3, {90}, {10}, {a * 3600 / 300}, {300});
+        ASSERT_FALSE(r3.error) << r3.error->message;
+        const Real hi = serviceLevel(at.c, nn, a, 10, 300);
+        const Real xLo = nn - 1 > a ? nn - 1 : a;
+        const Real yLo = nn - 1 > a ? serviceLevel(below.c, nn - 1, a, 10, 300) : 0;
+        EXPECT_NEAR(doublesOf(r3)[0], static_cast<double>(xLo + (nn - xLo) * (0.9L - yLo) / (hi - yLo)), 1e-9 * n);
     }
 }
 

@@ -112,9 +112,12 @@ void IsLegal(int year, int month, int day) {
 }
 
 int64_t dayNumber(int year, int month, int day) {
+    // Leap days of the years before `year`, with divisions rounded toward
+    // minus infinity so that year 0 (a leap year) and earlier years count too.
     const int64_t y = static_cast<int64_t>(year) - 1;
+    auto floorDiv = [](int64_t a, int64_t b) { return a >= 0 ? a / b : -((-a + b - 1) / b); };
     const int32_t* table = isleap(year) ? MONTHDAYLEAP : MONTHDAY;
-    return 365 * y + y / 4 - y / 100 + y / 400 + table[month] + day - 1;
+    return 365 * y + floorDiv(y, 4) - floorDiv(y, 100) + floorDiv(y, 400) + table[month] + day - 1;
 }
 
 void todayUtc(int& year, int& month, int& day) {
@@ -131,6 +134,38 @@ void todayUtc(int& year, int& month, int& day) {
     year = static_cast<int>(yoe + era * 400 + (m <= 2 ? 1 : 0));
     month = static_cast<int>(m);
     day = static_cast<int>(d);
+}
+
+bool tryPeriodKeyStart(std::string_view key, int& year, int& month, int& day) {
+    if (!allDigits(key)) return false;
+    switch (key.size()) {
+        case 8:
+            year = digitsValue(key.substr(0, 4));
+            month = digitsValue(key.substr(4, 2));
+            day = digitsValue(key.substr(6, 2));
+            break;
+        case 6:
+            year = digitsValue(key.substr(0, 4));
+            month = digitsValue(key.substr(4, 2));
+            day = 1;
+            break;
+        case 5: {
+            year = digitsValue(key.substr(0, 4));
+            const int q = digitsValue(key.substr(4, 1));
+            if (q < 1 || q > 4) return false;
+            month = 3 * (q - 1) + 1;
+            day = 1;
+            break;
+        }
+        case 4:
+            year = digitsValue(key);
+            month = 1;
+            day = 1;
+            break;
+        default:
+            return false;
+    }
+    return month >= 1 && month <= 12 && day >= 1 && day <= monthLength(year, month);
 }
 
 void periodKeyStart(std::string_view key, const char* colName, int& year, int& month, int& day) {
@@ -231,6 +266,13 @@ void Common_SwitchOver(const RhoCommonObjects::ColumnBase* switchoverCol,
     convert2Enum(kindValue, kind);
     if (kind == NONE) return;
     if (!needsDate || (kind == TODAY && !allowToday)) FPK_RAISE(ERR_FPK_COMM_SWTOVDT_OUT_OF_RANGE);
+    switchoverDateOf(kind, switchoverDateCol, year, month, day);
+}
+
+void switchoverDateOf(SWITCHOVER kind, const RhoCommonObjects::ColumnBase* switchoverDateCol, int& year, int& month,
+                      int& day) {
+    year = month = day = 0;
+    if (kind == NONE) return;
     if (kind == TODAY) {
         todayUtc(year, month, day);
         return;
@@ -248,7 +290,7 @@ void Common_SwitchOver(const RhoCommonObjects::ColumnBase* switchoverCol,
 
 int historyOffsetOfKeys(const std::string_view* keys, std::size_t n, const char* colName, int year, int month,
                         int day) {
-    if (year == 0) return -1;
+    if (month == 0) return -1;  // NONE: D is all zero
     const int64_t d = dayNumber(year, month, day);
     int offset = -1;
     for (std::size_t i = 0; i < n; ++i) {
@@ -260,8 +302,8 @@ int historyOffsetOfKeys(const std::string_view* keys, std::size_t n, const char*
     return offset;
 }
 
-int historyOffsetOfMonths(std::size_t n, int year, int month, int day) {
-    if (year == 0) return -1;
+int historyOffsetOfMonths(std::size_t n, int /*year*/, int month, int day) {
+    if (month == 0) return -1;  // NONE: D is all zero
     // Months 1 .. month-1 of D's year start before D, and so does D's own
     // month when D is not its first day.
     const std::size_t history = static_cast<std::size_t>(month - 1) + (day > 1 ? 1 : 0);

@@ -50,6 +50,9 @@ int64_t dayNumber(int year, int month, int day);
 // Today's date in UTC from the host clock.
 void todayUtc(int& year, int& month, int& day);
 
+// The first day of a period key without raising: false for a key that
+// periodKeyStart would refuse (any of its errors).
+bool tryPeriodKeyStart(std::string_view key, int& year, int& month, int& day);
 // The first day of a period key. A key of another length or with a
 // non-digit raises ERR_FPK_COMM_INVALID_COL_DATE_FORMAT (COL = colName,
 // FORMAT = "YYYYMMDD"); a bad month or quarter, or day, raises through IsLegal.
@@ -68,6 +71,13 @@ void Common_SwitchOver(const RhoCommonObjects::ColumnBase* switchoverCol,
                        const RhoCommonObjects::ColumnBase* switchoverDateCol, int rows, bool needsDate,
                        bool allowToday, int& year, int& month, int& day);
 
+// The switch-over date D of a kind: all zero for NONE, today's UTC date for
+// TODAY, SWITCHOVERDATE row 0 as YYYYMMDD (ENTER_DATE) or YYYYMM (MONTH,
+// day 1) otherwise, with the date-format, month and day errors of
+// Common_SwitchOver.
+void switchoverDateOf(SWITCHOVER kind, const RhoCommonObjects::ColumnBase* switchoverDateCol, int& year, int& month,
+                      int& day);
+
 // Reads row 0 of a switch-over date column as text: a string column as it
 // stands, an integer column or a double column (truncated) as its digits; a
 // NaN, infinite or negative number, or a column without rows, reads as "".
@@ -77,7 +87,7 @@ std::string_view switchoverDateText(const RhoCommonObjects::ColumnBase* dateCol,
 
 // The offset of the last history row among period keys (-1 when the first
 // key does not start before D). Keys are parsed up to the first non-history
-// row. year 0 (no switch-over) gives -1.
+// row. D all zero (NONE) gives -1.
 int historyOffsetOfKeys(const std::string_view* keys, std::size_t n, const char* colName, int year, int month,
                         int day);
 // The same for rows that are consecutive months from January of D's year.

@@ -227,24 +227,26 @@ std::optional<int> parseToday(const std::string& s) {
     if (s.size() != 8 || !std::all_of(s.begin(), s.end(), [](unsigned char c) { return std::isdigit(c); }))
         throw UsageError("--today " + s + ": expected a date YYYYMMDD");
     const int v = std::stoi(s);
-    const int month = v / 100 % 100, day = v % 100;
-    if (v / 10000 < 1 || month < 1 || month > 12 || day < 1 || day > 31)
+    const int year = v / 10000, month = v / 100 % 100, day = v % 100;
+    static const int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    if (year < 1 || month < 1 || month > 12 || day < 1 || day > days[month - 1] + (month == 2 && leap ? 1 : 0))
         throw UsageError("--today " + s + ": not a date");
     return v;
 }
 
-void armFault(const std::string& spec) {
-    const std::size_t eq = spec.find('=');
-    const std::string kind = lower(spec.substr(0, eq));
+void armFault(const std::string& setting) {
+    const std::size_t eq = setting.find('=');
+    const std::string kind = lower(setting.substr(0, eq));
     long long k = 0;
     try {
         std::size_t used = 0;
-        k = eq == std::string::npos ? 0 : std::stoll(spec.substr(eq + 1), &used);
-        if (used != spec.size() - eq - 1) k = 0;
+        k = eq == std::string::npos ? 0 : std::stoll(setting.substr(eq + 1), &used);
+        if (used != setting.size() - eq - 1) k = 0;
     } catch (const std::exception&) {
         k = 0;
     }
-    if (k < 1) throw UsageError("--fault " + spec + ": expected getnative=K, setnative=K or allocate=K with K >= 1");
+    if (k < 1) throw UsageError("--fault " + setting + ": expected getnative=K, setnative=K or allocate=K with K >= 1");
     if (kind == "getnative")
         qelhost::armFault(qelhost::Fault::GetNative, k);
     else if (kind == "setnative")
@@ -252,7 +254,7 @@ void armFault(const std::string& spec) {
     else if (kind == "allocate")
         qelhost::armFault(qelhost::Fault::Allocate, k);
     else
-        throw UsageError("--fault " + spec + ": expected getnative=K, setnative=K or allocate=K with K >= 1");
+        throw UsageError("--fault " + setting + ": expected getnative=K, setnative=K or allocate=K with K >= 1");
 }
 
 int runFunction(const std::string& library, const RunOptions& o) {
@@ -269,7 +271,10 @@ int runFunction(const std::string& library, const RunOptions& o) {
     Binder binder(*plugin, fn);
     const bool fromStdin = o.input.empty() || o.input == "-";
     const std::string inputName = fromStdin ? "<stdin>" : o.input;
-    const std::string text = fromStdin ? readStdin() : readFile(o.input);
+    // Without INPUT on a terminal nothing is read, so that a function whose
+    // inputs all come from --table or --set does not wait for typing.
+    const bool interactive = o.input.empty() && ::isatty(STDIN_FILENO) == 1;
+    const std::string text = interactive ? std::string() : fromStdin ? readStdin() : readFile(o.input);
     bool isJson;
     const std::string ext = fromStdin ? "" : extension(o.input);
     if (ext == "json") {
@@ -277,9 +282,9 @@ int runFunction(const std::string& library, const RunOptions& o) {
     } else if (ext == "csv") {
         isJson = false;
     } else {
-        const std::size_t first = text.find_first_not_of(" \t\r\n");
+        const std::size_t start = text.rfind("\xEF\xBB\xBF", 0) == 0 ? 3 : 0;  // past a byte-order mark
+        const std::size_t first = text.find_first_not_of(" \t\r\n", start);
         isJson = first != std::string::npos && text[first] == '{';
-        if (first == std::string::npos && !text.empty()) isJson = false;
     }
     if (isJson) {
         binder.addJson(json::parse(text, inputName));
@@ -294,7 +299,7 @@ int runFunction(const std::string& library, const RunOptions& o) {
         const std::string file = t.substr(eq + 1);
         binder.addTable(t.substr(0, eq), file, readFile(file), extension(file) == "json");
     }
-    if (!o.result.empty()) binder.addResultSpec(o.result);
+    if (!o.result.empty()) binder.addResultColumns(o.result);
     Inputs inputs = binder.finish();
 
     if (o.threads > 0) qelhost::setThreadCount(o.threads);
@@ -304,7 +309,12 @@ int runFunction(const std::string& library, const RunOptions& o) {
     qelhost::CallResult r = plugin->call(fn, inputs.arguments, qelhost::TableHandle(inputs.result));
     qelhost::disarmFaults();
     const qelhost::InternalTable* table = r.table ? r.table.get() : inputs.result.get();
-    writeOutput(o.output, formatResult(table, format, r.error));
+    try {
+        writeOutput(o.output, formatResult(table, format, r.error));
+    } catch (const UsageError&) {
+        if (r.error) std::fprintf(stderr, "%s\n", r.error->message.c_str());
+        throw;
+    }
     if (r.error) {
         std::fprintf(stderr, "%s\n", r.error->message.c_str());
         return 1;
@@ -340,13 +350,20 @@ int runProgram(int argc, char** argv) {
     run->add_option("--result", o.result, "the result table's columns, NAME[:TYPE],...");
     run->add_option("--fault", o.fault, "make the K-th host operation of a kind fail during the call: getnative=K, setnative=K or allocate=K");
 
-    // CLI11 would call an unknown command an unexpected argument.
-    if (argc > 1 && argv[1][0] != '-') {
-        const std::string command = argv[1];
-        if (command != "list" && command != "describe" && command != "run") {
-            std::fprintf(stderr, "fpk: unknown command %s (list, describe or run; fpk --help tells more)\n", argv[1]);
+    // CLI11 would call an unknown command an unexpected argument: find the
+    // first word that is neither an option nor the value of --library.
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        if (word == "--library") {
+            ++i;
+            continue;
+        }
+        if (word.empty() || word[0] == '-') continue;
+        if (word != "list" && word != "describe" && word != "run") {
+            std::fprintf(stderr, "fpk: unknown command %s (list, describe or run; fpk --help tells more)\n", word.c_str());
             return 2;
         }
+        break;
     }
     try {
         app.parse(argc, argv);
@@ -362,6 +379,12 @@ int runProgram(int argc, char** argv) {
         return runFunction(library, o);
     } catch (const UsageError& e) {
         std::fprintf(stderr, "fpk: %s\n", e.what());
+        return 2;
+    } catch (const qelhost::LoaderError& e) {
+        std::fprintf(stderr, "fpk: %s\n", e.what());
+        return 2;
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "fpk: unexpected failure: %s\n", e.what());
         return 2;
     }
 }

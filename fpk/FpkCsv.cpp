@@ -13,7 +13,7 @@ namespace {
 
 class Reader {
 public:
-    Reader(std::string_view text, const std::string& file) : s_(text), file_(file) {
+    Reader(std::string_view text, const std::string& file) : s_(text), file_(&Where::nameOf(file)) {
         if (s_.substr(0, 3) == "\xEF\xBB\xBF") pos_ = 3;
     }
 
@@ -95,7 +95,7 @@ private:
     }
 
     std::string_view s_;
-    const std::string& file_;
+    const std::string* file_;
     std::size_t pos_ = 0;
     int line_ = 1;
     int column_ = 1;

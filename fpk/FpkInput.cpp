@@ -63,16 +63,17 @@ bool plainNumber(std::string_view s, double& out, const Where& at) {
     for (char c : s)
         if (!((c >= '0' && c <= '9') || c == '+' || c == '-' || c == '.' || c == 'e' || c == 'E')) return false;
     std::string_view body = s;
-    if (body.front() == '+') body.remove_prefix(1);
+    if (body.front() == '+') {
+        body.remove_prefix(1);
+        if (body.empty() || body.front() == '-' || body.front() == '+') return false;
+    }
     const auto r = std::from_chars(body.data(), body.data() + body.size(), out);
     if (r.ptr != body.data() + body.size()) return false;
     if (r.ec == std::errc::result_out_of_range) {
-        // Underflow reads as a zero of the right sign; overflow is refused.
-        double probe = 0;
-        const std::string t(body);
-        probe = std::strtod(t.c_str(), nullptr);
-        if (std::isinf(probe)) failAt(at, "the number " + std::string(s) + " is too large for a double");
-        out = probe;
+        // Underflow reads as the nearest double (a zero or a subnormal);
+        // overflow is refused.
+        out = std::strtod(std::string(body).c_str(), nullptr);
+        if (std::isinf(out)) failAt(at, "the number " + std::string(s) + " is too large for a double");
         return true;
     }
     return r.ec == std::errc();
@@ -195,13 +196,13 @@ int typeNamed(const std::string& name, const Where& at) {
 }
 
 void checkMembers(const json::Value& obj, std::initializer_list<std::string_view> allowed, const std::string& what) {
-    for (std::size_t i = 0; i < obj.members.size(); ++i) {
+    for (const json::Member& m : obj.members) {
         bool ok = false;
-        for (std::string_view a : allowed) ok = ok || obj.members[i].first == a;
+        for (std::string_view a : allowed) ok = ok || m.key == a;
         if (!ok) {
             std::string list;
             for (std::string_view a : allowed) list += (list.empty() ? "" : ", ") + quote(a);
-            failAt(obj.keyPlaces[i], what + ": unknown member " + quote(obj.members[i].first) + " (expected " + list + ")");
+            failAt(m.where, what + ": unknown member " + quote(m.key) + " (expected " + list + ")");
         }
     }
 }
@@ -339,9 +340,10 @@ void Binder::claim(const Target& t, const Where& at) {
 void Binder::addJson(const json::Value& root) {
     if (root.kind != json::Value::Object)
         failAt(root.where, "the input must be a JSON object whose keys name parameters, not " + std::string(root.kindName()));
-    for (std::size_t i = 0; i < root.members.size(); ++i) {
-        const auto& [key, value] = root.members[i];
-        const Where& at = root.keyPlaces[i];
+    for (const json::Member& m : root.members) {
+        const std::string& key = m.key;
+        const json::Value& value = m.value;
+        const Where& at = m.where;
         const Target t = resolve(key, at);
         claim(t, at);
         switch (t.kind) {
@@ -497,13 +499,13 @@ void Binder::addTable(const std::string& name, const std::string& file, const st
     bound_[t.param] = TableHandle(tableFromCsv(t.param->name, fn_.patternOf(t.param), csv::parse(text, file), file));
 }
 
-void Binder::addResultSpec(const std::string& spec) {
-    const Where at{"--result " + spec};
+void Binder::addResultColumns(const std::string& setting) {
+    const Where at{"--result " + setting};
     const ParamInfo* r = fn_.resultTable();
     if (r == nullptr) failAt(at, fn_.name + " has no result table");
     claim({Kind::Result, r}, at);
     TablePtr table = Table::make(r->name);
-    std::string_view rest = spec;
+    std::string_view rest = setting;
     while (true) {
         const std::size_t comma = rest.find(',');
         const std::string_view item = trim(rest.substr(0, comma));

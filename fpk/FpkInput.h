@@ -36,7 +36,7 @@ public:
     // --table NAME=FILE: a table from a CSV file (or a JSON array of columns).
     void addTable(const std::string& name, const std::string& file, const std::string& text, bool isJson);
     // --result NAME[:TYPE],...: the result table's columns.
-    void addResultSpec(const std::string& spec);
+    void addResultColumns(const std::string& setting);
 
     // The arguments in slot order; a parameter not given is a UsageError.
     Inputs finish() const;

@@ -1,12 +1,22 @@
 #include "FpkJson.h"
 
 #include <cstdint>
+#include <mutex>
+#include <set>
 
 namespace fpkcli {
 
 std::string Where::str() const {
-    if (line <= 0) return file;
-    return file + ":" + std::to_string(line) + ":" + std::to_string(column);
+    const std::string name = file != nullptr ? *file : std::string();
+    if (line <= 0) return name;
+    return name + ":" + std::to_string(line) + ":" + std::to_string(column);
+}
+
+const std::string& Where::nameOf(const std::string& name) {
+    static std::mutex lock;
+    static std::set<std::string> names;
+    std::lock_guard<std::mutex> guard(lock);
+    return *names.insert(name).first;
 }
 
 void failAt(const Where& where, const std::string& what) {
@@ -17,8 +27,8 @@ void failAt(const Where& where, const std::string& what) {
 namespace json {
 
 const Value* Value::member(std::string_view key) const {
-    for (const auto& m : members)
-        if (m.first == key) return &m.second;
+    for (const Member& m : members)
+        if (m.key == key) return &m.value;
     return nullptr;
 }
 
@@ -46,7 +56,7 @@ constexpr int kMaxDepth = 256;
 
 class Parser {
 public:
-    Parser(std::string_view text, const std::string& file) : s_(text), file_(file) {
+    Parser(std::string_view text, const std::string& file) : s_(text), file_(&Where::nameOf(file)) {
         // A byte-order mark is not part of the document.
         if (s_.substr(0, 3) == "\xEF\xBB\xBF") pos_ = 3;
     }
@@ -155,8 +165,7 @@ private:
             advance();
             skipSpace();
             Value member = value(depth + 1);
-            v.members.emplace_back(std::move(key), std::move(member));
-            v.keyPlaces.push_back(keyAt);
+            v.members.push_back(Member{std::move(key), std::move(member), keyAt});
             skipSpace();
             if (peek() == ',') {
                 advance();
@@ -321,7 +330,7 @@ private:
     }
 
     std::string_view s_;
-    const std::string& file_;
+    const std::string* file_;
     std::size_t pos_ = 0;
     int line_ = 1;
     int column_ = 1;

@@ -4,12 +4,13 @@
 
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "FpkErrors.h"
 
 namespace fpkcli::json {
+
+struct Member;
 
 struct Value {
     enum Kind { Null, Bool, Number, String, Array, Object };
@@ -20,13 +21,18 @@ struct Value {
     // type); String: the decoded text.
     std::string text;
     std::vector<Value> items;                           // Array
-    std::vector<std::pair<std::string, Value>> members;  // Object, in file order
-    std::vector<Where> keyPlaces;                        // Object: where each key stands
-    Where where;                                         // where the value starts
+    std::vector<Member> members;  // Object, in file order
+    Where where;                  // where the value starts
 
     const Value* member(std::string_view key) const;
     // "a number", "a string", "an array", ... for messages.
     const char* kindName() const;
+};
+
+struct Member {
+    std::string key;
+    Value value;
+    Where where;  // where the key stands
 };
 
 // Parses a whole document. Malformed text, a duplicate key or nesting deeper

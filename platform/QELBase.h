@@ -50,4 +50,6 @@ public:
 
 // Signatures of the exported entries, as the host resolves them by name.
 using CreateQELClassFactory_Fn = int32_t (*)(const QELID& clsid, const QELID& iid, void** factory);
-using QELWrapper_Fn = int32_t (*)(void* object, void** slots, uint32_t count);
+// The library object is opaque to the host: it only passes it back.
+class CFPK;
+using QELWrapper_Fn = int32_t (*)(CFPK* object, void** slots, uint32_t count);

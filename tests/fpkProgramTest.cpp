@@ -173,6 +173,20 @@ TEST_F(FpkProgram, DescribeTableBasedFunctionNamesPatternsAndDefaultResult) {
 
 // ---- run: values ----
 
+TEST_F(FpkProgram, StringColumnsTakeTextsAsWritten) {
+    // March 2024: 21 days Monday to Friday, 31 calendar days. A number in a
+    // string column keeps its digits.
+    const json j = fpkJson("run DAYS", R"({"FROMDATE": [20240301, "20240301"], "TODATE": ["20240401", 20240401],
+        "CONFIG": [5, 0]})");
+    EXPECT_EQ(values(j), (std::vector<double>{21, 31}));
+    // A CSV text keeps its blanks: " 2024031" has no year in its first four
+    // characters, which DAYS refuses.
+    write("in.csv", "FROMDATE,TODATE,CONFIG\n\" 2024031\",20240401,0\n");
+    const Outcome r = fpk("run DAYS in.csv");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "FPK error[73000500]:Year 0 should not be less than 1.\n");
+}
+
 TEST_F(FpkProgram, ColumnsAreKeyedByFullOrShortName) {
     for (const char* key : {"VALUE/PRIME", "PRIME"}) {
         Outcome r;
@@ -225,6 +239,19 @@ TEST_F(FpkProgram, DoublesArePrintedWithRoundTripPrecision) {
               "  0.6000000000000001\n");
     const Outcome csv = fpk("run CUMULATE_DECUMULATE --format csv", in);
     EXPECT_EQ(csv.out, "CUMULATED_DECUMULATE\n0.1\n0.30000000000000004\n0.6000000000000001\n");
+}
+
+TEST_F(FpkProgram, LongResultsAreShownWhole) {
+    // Running maximum of 0, 1, ..., 4999: row i is i.
+    std::string in = "VALUE\n";
+    for (int i = 0; i < 5000; ++i) in += std::to_string(i) + "\n";
+    const Outcome r = fpk("run MAX_MIN_VALUE --set FLAG=0", in);
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::vector<std::string> ls = lines(r.out);
+    ASSERT_EQ(ls.size(), 5001u);
+    EXPECT_EQ(ls[0], "MAX_MIXVALUE");
+    EXPECT_EQ(ls[1], "           0");
+    EXPECT_EQ(ls[5000], "        4999");
 }
 
 TEST_F(FpkProgram, NanAndInfinitiesGoInAndComeOutAsWords) {
@@ -358,11 +385,13 @@ TEST_F(FpkProgram, BadUsageGivesStatusTwoAndSaysWhy) {
         {"run LAST --threads 0", last, "--threads"},
         {"run LAST --today 2024-01-01", last, "YYYYMMDD"},
         {"run LAST --today 20241301", last, "not a date"},
+        {"run LAST --today 20230229", last, "not a date"},
         {"run LAST --trace NOLEVEL", last, "TOPIC=LEVEL"},
         {"run LAST --fault sometimes=1", last, "--fault"},
         {"run LAST --library /nonexistent/libfpk.so", last, "cannot open plug-in /nonexistent/libfpk.so"},
         {"run LAST missing.json", "", "cannot read missing.json"},
         {"", "", "subcommand"},
+        {"--library lib.so frobnicate", "", "unknown command frobnicate"},
     };
     for (const Case& c : cases) {
         const Outcome r = fpk(c.args, c.input);
@@ -507,9 +536,16 @@ TEST_F(FpkProgram, TableGivesInputTablesFromCsv) {
         "PAID": [{"name": "K0", "values": [50]}, {"name": "K1", "values": [30]}, {"name": "K2", "values": [20]}]})");
     Outcome js;
     const json fromJson = fpkJson("run DELAY in.json", "", &js);
-    // Both routes bind the same tables, so the call ends the same way.
+    // A --table file may also be a JSON array of columns.
+    write("paid.json", R"([{"name": "K0", "values": [50]}, {"name": "K1", "values": [30]}, {"name": "K2", "values": [20]}])");
+    Outcome mixed;
+    const json fromMixed =
+        fpkJson("run DELAY --table PRIME=prime.csv --table INVOICE=invoice.csv --table PAID=paid.json", "", &mixed);
+    // Every route binds the same tables, so the call ends the same way.
     EXPECT_EQ(csv.status, js.status);
     EXPECT_EQ(fromCsv, fromJson);
+    EXPECT_EQ(mixed.status, js.status);
+    EXPECT_EQ(fromMixed, fromJson);
     ASSERT_NE(csv.status, 2) << csv.err;
     if (csv.status == 0) {
         EXPECT_EQ(values(fromCsv), (std::vector<double>{1000, 1100, 960, 480}));
@@ -583,6 +619,8 @@ TEST_F(FpkProgram, InputComesFromStandardInputWhenAbsentOrDash) {
     EXPECT_EQ(fpk("run LAST", R"({"PRIME": [7, 0]})").out, expect);
     EXPECT_EQ(fpk("run LAST -", R"({"PRIME": [7, 0]})").out, expect);
     EXPECT_EQ(fpk("run LAST -", "PRIME\n7\n0\n").out, expect);  // not JSON, so CSV
+    EXPECT_EQ(fpk("run LAST", "\xEF\xBB\xBF {\"PRIME\": [7, 0]}").out, expect);  // a byte-order mark first
+    EXPECT_EQ(fpk("run LAST", "\xEF\xBB\xBFPRIME\r\n7\r\n0\r\n").out, expect);
 }
 
 TEST_F(FpkProgram, OutputFileIsWrittenWholeOrNotAtAll) {
@@ -615,7 +653,7 @@ TEST_F(FpkProgram, TraceTopicsAndTodayAreHandedToTheHost) {
     EXPECT_NE(r.err.find("Information: FPKCommonFunctions::Last() begin"), std::string::npos) << r.err;
     r = fpk("run LAST", in);
     EXPECT_EQ(r.err.find("Information:"), std::string::npos) << r.err;
-    r = fpk("run LAST --today 20240315 --threads 3", in);
+    r = fpk("run LAST --today 20240229 --threads 3", in);
     EXPECT_EQ(r.status, 0) << r.err;
 }
 

@@ -168,7 +168,7 @@ int32_t Plugin::callWrapper(const std::string& name, void** slots, uint32_t coun
     } else {
         fn = it->second;
     }
-    return fn(object_, slots, count);
+    return fn(static_cast<CFPK*>(object_), slots, count);
 }
 
 CallResult Plugin::call(std::string_view name, const std::vector<Argument>& inputs, TableHandle result) {

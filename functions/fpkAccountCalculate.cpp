@@ -1,0 +1,554 @@
+// FUTURE, PRESENTVALUE, PAYMENT, RATE and NUMBERPERIODS.
+//
+// Input rows are handled in order on the calling thread: each row's block of
+// schedule rows is placed at a row offset that grows by the row's period count
+// as read (unrounded, and backwards for a negative count), and later steps read
+// the CLOSING that earlier steps wrote. The schedule is built in native
+// buffers (with a written flag per row) and written to the result table in
+// whole columns at the end, or before an error leaves the function.
+#include "fpkAccountCalculate.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string_view>
+
+#include "../common/fpkAllocator.h"
+#include "../common/fpkColumnIO.h"
+#include "../common/fpkCommonCode.h"
+#include "../common/fpkDefines.h"
+#include "../common/fpkTrace.h"
+#include "../interface/FPKQELInterfaces.h"
+
+namespace businessFunctions {
+
+namespace {
+FPK_FUNCTION_ALLOCATOR(accountAllocator, "AccountCalculateAllocator")
+
+// Result rows are numbered below 2^31; a block that would reach further (or
+// a period count that is not a finite number) is refused.
+constexpr double kRowLimit = 2147483648.0;
+constexpr const char* kRowLimitText = "Periods should be finite and keep the schedule below row 2147483648";
+}  // namespace
+
+namespace account {
+
+double growthFactor(double n, double rate) {
+    double f = 1.0;
+    const double g = 1.0 + rate / 100.0;
+    for (double count = 0; n > count; count += 1) f = f * g;
+    return f;
+}
+
+double futureValue(double n, double rate, double original, double payment, int type) {
+    double b = original;
+    if (type == 0) {
+        for (double count = 0; n > count; count += 1) b = b + payment + rate * b / 100.0;
+    } else {
+        const double g = rate / 100.0 + 1.0;
+        for (double count = 0; n > count; count += 1) b = (b + payment) * g;
+    }
+    return b;
+}
+
+double presentValue(double rate, double f, double payment, double future, int type) {
+    const double a = type == 0 ? (f - 1.0) * payment * 100.0 / rate
+                               : (rate / 100.0 + 1.0) * payment * (f - 1.0) * 100.0 / rate;
+    return (future - a) / f;
+}
+
+double periodicPayment(double rate, double f, double original, double future, int type) {
+    if (type == 0) return (future - original * f) * rate / 100.0 / (f - 1.0);
+    return ((future - original * f) * rate / 100.0) / ((rate / 100.0 + 1.0) * (f - 1.0));
+}
+
+double estimateRate(double n, double original, double future) {
+    if (original > 0) return (std::pow(future / original, 1.0 / n) - 1.0) * 100.0;
+    const double a = std::fabs(original);
+    return (std::pow(((future - original) + a) / a, 1.0 / n) - 1.0) * 100.0;
+}
+
+double RateSearch::solve(double n, double original, double payment, double future, int type) {
+    double r = estimateRate(n, original, future);
+    double b = futureValue(n, r, original, payment, type);
+    while (std::fabs(b - future) > 0.1 && counter_ <= kBudget - 1) {
+        if (r == 0) {
+            r = 50;
+        } else {
+            const double d = std::fabs(b - future);
+            const bool overshoots = original > 0 ? b > future : future > b;
+            if (overshoots)
+                r = d < 10 ? r / 1.05 : r * 0.5;
+            else
+                r = d < 10 ? r * 1.1 : r * 1.5;
+        }
+        ++counter_;
+        b = futureValue(n, r, original, payment, type);
+    }
+    return counter_ == kBudget ? 0.0 : r;
+}
+
+double numberOfPeriods(double rate, double original, double payment, double future, int type) {
+    if (rate == 0) return std::fabs(original - future) / payment;
+    if (!(future > original)) return 0;
+    double count = 0;
+    double b = original;
+    if (type == 0) {
+        do {
+            count += 1;
+            b = b + payment + b * rate / 100.0;
+        } while (future > b);
+    } else {
+        const double g = 1.0 + rate / 100.0;
+        do {
+            count += 1;
+            b = (b + payment) * g;
+        } while (future > b);
+    }
+    return count;
+}
+
+void scheduleBlock(double original, double rate, double payment, double n, std::size_t m, double* opening,
+                   double* closing, double* interest, double* periodsLeft) {
+    double open = original;
+    for (std::size_t k = 0; k < m; ++k) {
+        const double in = open * rate / 100.0;
+        const double close = open + payment + in;
+        opening[k] = open;
+        interest[k] = in;
+        closing[k] = close;
+        periodsLeft[k] = n - static_cast<double>(k);
+        open = close;
+    }
+}
+
+}  // namespace account
+
+namespace {
+
+// The result table under construction, through a window of rows: one native
+// buffer per result column and a flag per row (1 until the row is written).
+// Blocks are placed in the window; when a block does not fit, the rows
+// written so far go to the result table and the window moves to the block.
+// Columns are laid out as in the catalogue: `lead` solved columns, then
+// PAYMENT, OPENNING, CLOSING, INTEREST, PERIODS.
+class Schedule {
+public:
+    static constexpr std::size_t kWindow = 1 << 16;
+
+    Schedule(InternalTable* result, std::size_t lead, RhoUtils::Allocator& alloc)
+        : result_(result), lead_(lead), alloc_(alloc), nulls_(makeVector<NullFlags>(alloc)) {}
+
+    std::size_t columns() const { return lead_ + 5; }
+    std::size_t paymentCol() const { return lead_; }
+    std::size_t openingCol() const { return lead_ + 1; }
+    std::size_t closingCol() const { return lead_ + 2; }
+    std::size_t interestCol() const { return lead_ + 3; }
+    std::size_t periodsCol() const { return lead_ + 4; }
+
+    // Sizes the result columns for `rows` rows at once (when they are
+    // shorter), so that the host does not grow them block by block; finish()
+    // trims them back to the rows actually written.
+    void presize(std::size_t rows) {
+        const IoSite site{TRACE_ACCOUNTCALCULATE, "resultCol->setNative failed."};
+        for (std::size_t c = 0; c < columns(); ++c) {
+            ColumnBase* col = tableColumn(result_, c);
+            original_[c] = col != nullptr ? col->size() : 0;
+            if (original_[c] < rows) resizeColumn(col, rows, site);
+        }
+        presized_ = true;
+    }
+
+    // Writes what the window holds and leaves each result column as long as
+    // its last written row (or as it was, when it was longer).
+    void finish() {
+        flush();
+        if (!presized_) return;
+        const IoSite site{TRACE_ACCOUNTCALCULATE, "resultCol->setNative failed."};
+        for (std::size_t c = 0; c < columns(); ++c) {
+            ColumnBase* col = tableColumn(result_, c);
+            const std::size_t rows = std::max(original_[c], top_);
+            if (col != nullptr && col->size() != rows) resizeColumn(col, rows, site);
+        }
+    }
+
+    // Makes rows [lo, hi] addressable (lo >= 0).
+    void cover(std::size_t lo, std::size_t hi) {
+        if (lo >= base_ && hi < base_ + nulls_.size()) return;
+        flush();
+        const std::size_t size = std::max(kWindow, hi - lo + 1);
+        if (size > nulls_.size()) {
+            for (std::size_t c = 0; c < columns(); ++c) cols_[c].resize(size);
+            nulls_.resize(size);
+        }
+        std::fill(nulls_.begin(), nulls_.end(), NullFlags(1));
+        base_ = lo;
+        used_ = 0;
+    }
+    // Row `row` (covered) of column c.
+    double* at(std::size_t c, std::size_t row) { return cols_[c].data() + (row - base_); }
+    // Marks rows [lo, hi] written.
+    void written(std::size_t lo, std::size_t hi) {
+        std::fill(nulls_.begin() + static_cast<std::ptrdiff_t>(lo - base_),
+                  nulls_.begin() + static_cast<std::ptrdiff_t>(hi - base_ + 1), NullFlags(0));
+        used_ = std::max(used_, hi - base_ + 1);
+        top_ = std::max(top_, hi + 1);
+    }
+
+    // CLOSING of a row as the table would return it: a row never written
+    // reads as null, which the host reads as 0. A row outside the window
+    // (only the row just before it can be asked for) is read back from the
+    // result table.
+    double closingAt(std::size_t row) {
+        if (row >= base_ && row < base_ + nulls_.size()) {
+            const std::size_t i = row - base_;
+            return nulls_[i] == 0 ? cols_[lead_ + 2][i] : 0.0;
+        }
+        flush();
+        ColumnBase* closing = tableColumn(result_, lead_ + 2);
+        if (closing == nullptr || row >= closing->size()) return 0.0;
+        double v = 0;
+        NullFlags isNull = 0;
+        readRange(closing, row, row + 1, &v, &isNull, {TRACE_ACCOUNTCALCULATE, "closingCol->getNative failed."});
+        return isNull ? 0.0 : v;
+    }
+
+    // Writes the rows written in the window so far, run by run (a row the
+    // window did not write keeps what the table holds).
+    void flush() {
+        const IoSite site{TRACE_ACCOUNTCALCULATE, "resultCol->setNative failed."};
+        std::size_t i = 0;
+        while (i < used_) {
+            if (nulls_[i] != 0) {
+                ++i;
+                continue;
+            }
+            std::size_t j = i;
+            while (j < used_ && nulls_[j] == 0) ++j;
+            for (std::size_t c = 0; c < columns(); ++c)
+                writeRange(tableColumn(result_, c), base_ + i, base_ + j, cols_[c].data() + i, nullptr, site);
+            i = j;
+        }
+    }
+
+private:
+    InternalTable* result_;
+    std::size_t lead_;
+    RhoUtils::Allocator& alloc_;
+    FpkVector<double> cols_[7] = {makeVector<double>(alloc_), makeVector<double>(alloc_), makeVector<double>(alloc_),
+                                  makeVector<double>(alloc_), makeVector<double>(alloc_), makeVector<double>(alloc_),
+                                  makeVector<double>(alloc_)};
+    FpkVector<NullFlags> nulls_;
+    std::size_t base_ = 0;  // result row of the window's first row
+    std::size_t used_ = 0;  // window rows up to the last one written
+    std::size_t top_ = 0;   // result rows up to the last one written
+    bool presized_ = false;
+    std::size_t original_[7] = {};
+};
+
+// Places the blocks of successive input rows.
+class BlockPlacer {
+public:
+    BlockPlacer(Schedule& s, const char* periodsName) : s_(s), periodsName_(periodsName) {}
+
+    // Refuses a period count that cannot be placed (after writing what was
+    // built so far).
+    void check(double n) {
+        bool ok = std::fabs(n) < kRowLimit;
+        if (ok && n > 0) ok = std::trunc(offset_ + (std::ceil(n) - 1.0)) < kRowLimit;
+        if (!ok) {
+            s_.finish();
+            FPK_RAISE(ERR_FPK_COMM_INVALID_COL_VALUE, {"COL", periodsName_}, {"APPEND", kRowLimitText});
+        }
+    }
+
+    // Writes the block of one input row: the first `solvedCount` lead columns
+    // hold the solved values, the other columns the schedule.
+    // Returns the CLOSING of the block's last row (original when it has none).
+    double place(double n, const double* solved, std::size_t solvedCount, double original, double rate,
+                 double payment) {
+        double last = original;
+        start_ = offset_;
+        if (n > 0) {
+            const double first = std::trunc(offset_);
+            const std::size_t m = static_cast<std::size_t>(std::ceil(n));
+            if (first >= 0 && first == offset_) {
+                // Whole, non-negative offset: the rows are consecutive.
+                const std::size_t r0 = static_cast<std::size_t>(first);
+                s_.cover(r0, r0 + m - 1);
+                account::scheduleBlock(original, rate, payment, n, m, s_.at(s_.openingCol(), r0),
+                                       s_.at(s_.closingCol(), r0), s_.at(s_.interestCol(), r0),
+                                       s_.at(s_.periodsCol(), r0));
+                std::fill_n(s_.at(s_.paymentCol(), r0), m, payment);
+                for (std::size_t c = 0; c < solvedCount; ++c) std::fill_n(s_.at(c, r0), m, solved[c]);
+                s_.written(r0, r0 + m - 1);
+                last = *s_.at(s_.closingCol(), r0 + m - 1);
+            } else {
+                last = placeRowByRow(n, m, solved, solvedCount, original, rate, payment);
+            }
+        }
+        offset_ += n;
+        return last;
+    }
+
+    // Writes `value` into lead column c on every row of the block just placed
+    // with period count n.
+    void fillBlock(double n, std::size_t c, double value) {
+        if (!(n > 0)) return;
+        const double start = start_;
+        const std::size_t m = static_cast<std::size_t>(std::ceil(n));
+        for (std::size_t k = 0; k < m; ++k) {
+            const double row = std::trunc(start + static_cast<double>(k));
+            if (row >= 0) *s_.at(c, static_cast<std::size_t>(row)) = value;
+        }
+    }
+
+
+private:
+    // The general placement: row of step k = trunc(offset + k). Rows before
+    // the table's first row are not written; a step whose row before is such
+    // a row carries the closing of the step before it.
+    double placeRowByRow(double n, std::size_t m, const double* solved, std::size_t solvedCount, double original,
+                         double rate, double payment) {
+        double carried = original;
+        const double lastRow = std::trunc(offset_ + static_cast<double>(m - 1));
+        if (lastRow >= 0) s_.cover(static_cast<std::size_t>(std::max(0.0, std::trunc(offset_))),
+                                   static_cast<std::size_t>(lastRow));
+        for (std::size_t k = 0; k < m; ++k) {
+            const double row = std::trunc(offset_ + static_cast<double>(k));
+            double open = original;
+            if (k > 0) {
+                const double back = row - 1;
+                open = back >= 0 ? s_.closingAt(static_cast<std::size_t>(back)) : carried;
+            }
+            const double in = open * rate / 100.0;
+            const double close = open + payment + in;
+            carried = close;
+            if (row < 0) continue;
+            const std::size_t r = static_cast<std::size_t>(row);
+            *s_.at(s_.openingCol(), r) = open;
+            *s_.at(s_.interestCol(), r) = in;
+            *s_.at(s_.closingCol(), r) = close;
+            *s_.at(s_.periodsCol(), r) = n - static_cast<double>(k);
+            *s_.at(s_.paymentCol(), r) = payment;
+            for (std::size_t c = 0; c < solvedCount; ++c) *s_.at(c, r) = solved[c];
+            s_.written(r, r);
+        }
+        return lastRow >= 0 ? s_.closingAt(static_cast<std::size_t>(lastRow)) : carried;
+    }
+
+    Schedule& s_;
+    const char* periodsName_;
+    double offset_ = 0;
+    double start_ = 0;  // offset of the block placed last
+};
+
+// Rows [0, rows) of an input column; rows beyond its end read as 0, like nulls.
+FpkVector<double> readInput(const ColumnBase* col, std::size_t rows, const char* failLine) {
+    const std::size_t have = std::min(rows, col->size());
+    FpkVector<double> v = readDoubles(col, 0, have, accountAllocator(), {TRACE_ACCOUNTCALCULATE, failLine});
+    v.resize(rows, 0.0);
+    return v;
+}
+
+// Result rows that the blocks of these period counts reach, up to the first
+// count that cannot be placed.
+std::size_t plannedRows(const FpkVector<double>& periods) {
+    double offset = 0, top = 0;
+    for (double n : periods) {
+        if (!(std::fabs(n) < kRowLimit)) break;
+        if (n > 0) {
+            const double last = std::trunc(offset + (std::ceil(n) - 1.0));
+            if (!(last < kRowLimit)) break;
+            top = std::max(top, last + 1);
+        }
+        offset += n;
+    }
+    return static_cast<std::size_t>(top);
+}
+
+}  // namespace
+
+void FPKAccountCalculate::execute() {
+    traceInfo(TRACE_ACCOUNTCALCULATE, "Information: FPKAccountCalculatePop::execute() begin");
+    if (method < PAYMENT || method > FUTURE)
+        FPK_RAISE_TRACED(TRACE_ACCOUNTCALCULATE, "FPKAccountCalculate::execute: unknown method.",
+                         ERR_FPK_COMM_INTERNAL_ERR);
+    if (method != PAYMENT) Verifier::verify(paymentCol, "d");
+    if (method != RATE) Verifier::verify(rateCol, "d");
+    if (method != PERIODS) Verifier::verify(periodsCol, "d");
+    if (method != ORIGINAL) Verifier::verify(originalCol, "d");
+    if (method != FUTURE) Verifier::verify(futureCol, "d");
+    Verifier::verify(typeCol, "d");
+    Verifier::verify(result, method == PAYMENT ? "ddddd" : (method == PERIODS ? "ddddddd" : "dddddd"));
+    switch (method) {
+        case PAYMENT: execute_payment(); break;
+        case RATE: execute_Rate(); break;
+        case PERIODS: execute_Periods(); break;
+        case ORIGINAL: execute_Original(); break;
+        default: execute_Future(); break;
+    }
+}
+
+namespace {
+// TYPE of a row: 0 or 1, anything else (NaN too) is refused after writing
+// what was built so far.
+int typeOf(double t, Schedule& s, const ColumnBase* typeCol) {
+    if (t == 0) return 0;
+    if (t == 1) return 1;
+    s.finish();
+    FPK_RAISE(ERR_FPK_COMM_INVALID_COL_VALUE, {"COL", typeCol->getName()}, {"APPEND", "Type should be in (0,1)"});
+}
+}  // namespace
+
+void FPKAccountCalculate::execute_Future() {
+    const std::size_t rows = periodsCol->size();
+    if (rows < 1) return;
+    const FpkVector<double> periods = readInput(periodsCol, rows, "periodsCol->getNative failed.");
+    const FpkVector<double> rate = readInput(rateCol, rows, "rateCol->getNative failed.");
+    const FpkVector<double> original = readInput(originalCol, rows, "originalCol->getNative failed.");
+    const FpkVector<double> payment = readInput(paymentCol, rows, "paymentCol->getNative failed.");
+    const FpkVector<double> type = readInput(typeCol, rows, "typeCol->getNative failed.");
+    Schedule s(result, 1, accountAllocator());
+    s.presize(plannedRows(periods));
+    BlockPlacer placer(s, periodsCol->getName());
+    for (std::size_t i = 0; i < rows; ++i) {
+        const double n = periods[i];
+        placer.check(n);
+        // The type is only looked at while periods are being compounded.
+        const double future =
+            n > 0 ? account::futureValue(n, rate[i], original[i], payment[i], typeOf(type[i], s, typeCol))
+                  : original[i];
+        placer.place(n, &future, 1, original[i], rate[i], payment[i]);
+    }
+    s.finish();
+}
+
+void FPKAccountCalculate::execute_Original() {
+    const std::size_t rows = periodsCol->size();
+    if (rows < 1) return;
+    const FpkVector<double> rate = readInput(rateCol, rows, "rateCol->getNative failed.");
+    const FpkVector<double> periods = readInput(periodsCol, rows, "periodsCol->getNative failed.");
+    const FpkVector<double> payment = readInput(paymentCol, rows, "paymentCol->getNative failed.");
+    const FpkVector<double> future = readInput(futureCol, rows, "futureCol->getNative failed.");
+    const FpkVector<double> type = readInput(typeCol, rows, "typeCol->getNative failed.");
+    Schedule s(result, 1, accountAllocator());
+    s.presize(plannedRows(periods));
+    BlockPlacer placer(s, periodsCol->getName());
+    for (std::size_t i = 0; i < rows; ++i) {
+        const double n = periods[i];
+        placer.check(n);
+        const int t = typeOf(type[i], s, typeCol);
+        const double f = account::growthFactor(n, rate[i]);
+        const double original = account::presentValue(rate[i], f, payment[i], future[i], t);
+        placer.place(n, &original, 1, original, rate[i], payment[i]);
+    }
+    s.finish();
+}
+
+void FPKAccountCalculate::execute_payment() {
+    const std::size_t rows = periodsCol->size();
+    if (rows < 1) return;
+    const FpkVector<double> rate = readInput(rateCol, rows, "rateCol->getNative failed.");
+    const FpkVector<double> periods = readInput(periodsCol, rows, "periodsCol->getNative failed.");
+    const FpkVector<double> original = readInput(originalCol, rows, "originalCol->getNative failed.");
+    const FpkVector<double> future = readInput(futureCol, rows, "futureCol->getNative failed.");
+    const FpkVector<double> type = readInput(typeCol, rows, "typeCol->getNative failed.");
+    Schedule s(result, 0, accountAllocator());
+    s.presize(plannedRows(periods));
+    BlockPlacer placer(s, periodsCol->getName());
+    for (std::size_t i = 0; i < rows; ++i) {
+        const double n = periods[i];
+        placer.check(n);
+        const int t = typeOf(type[i], s, typeCol);
+        const double f = account::growthFactor(n, rate[i]);
+        const double payment = account::periodicPayment(rate[i], f, original[i], future[i], t);
+        placer.place(n, nullptr, 0, original[i], rate[i], payment);
+    }
+    s.finish();
+}
+
+void FPKAccountCalculate::execute_Rate() {
+    const std::size_t rows = periodsCol->size();
+    if (rows < 1) return;
+    const FpkVector<double> original = readInput(originalCol, rows, "originalCol->getNative failed.");
+    const FpkVector<double> periods = readInput(periodsCol, rows, "periodsCol->getNative failed.");
+    const FpkVector<double> payment = readInput(paymentCol, rows, "paymentCol->getNative failed.");
+    const FpkVector<double> future = readInput(futureCol, rows, "futureCol->getNative failed.");
+    const FpkVector<double> type = readInput(typeCol, rows, "typeCol->getNative failed.");
+    Schedule s(result, 1, accountAllocator());
+    s.presize(plannedRows(periods));
+    BlockPlacer placer(s, periodsCol->getName());
+    account::RateSearch search;  // one step budget for the whole call
+    for (std::size_t i = 0; i < rows; ++i) {
+        const int t = typeOf(type[i], s, typeCol);
+        const double n = periods[i];
+        placer.check(n);
+        const double r = search.solve(n, original[i], payment[i], future[i], t);
+        placer.place(n, &r, 1, original[i], r, payment[i]);
+    }
+    s.finish();
+}
+
+void FPKAccountCalculate::execute_Periods() {
+    const std::size_t rows = rateCol->size();
+    if (rows < 1) return;
+    const FpkVector<double> rate = readInput(rateCol, rows, "rateCol->getNative failed.");
+    const FpkVector<double> original = readInput(originalCol, rows, "originalCol->getNative failed.");
+    const FpkVector<double> payment = readInput(paymentCol, rows, "paymentCol->getNative failed.");
+    const FpkVector<double> future = readInput(futureCol, rows, "futureCol->getNative failed.");
+    const FpkVector<double> type = readInput(typeCol, rows, "typeCol->getNative failed.");
+    Schedule s(result, 2, accountAllocator());
+    const ColumnBase* periodCol = tableColumn(result, 0);
+    BlockPlacer placer(s, periodCol != nullptr ? periodCol->getName() : "PERIOD");
+    for (std::size_t i = 0; i < rows; ++i) {
+        // The type only matters when interest is compounded.
+        const int t = rate[i] != 0 ? typeOf(type[i], s, typeCol) : 0;
+        const double period = account::numberOfPeriods(rate[i], original[i], payment[i], future[i], t);
+        // A count that is not a number (a division by zero) still shows on
+        // one row, with the first period of the schedule.
+        const double blockPeriods = std::isfinite(period) ? period : 1.0;
+        placer.check(blockPeriods);
+        const double solved[2] = {period, 0.0};
+        const double last = placer.place(blockPeriods, solved, 1, original[i], rate[i], payment[i]);
+        placer.fillBlock(blockPeriods, 1, last);
+    }
+    s.finish();
+}
+
+// Front doors.
+void qelFuture(const ColumnHandle& periods, const ColumnHandle& rate, const ColumnHandle& original,
+               const ColumnHandle& payment, const ColumnHandle& type, TableHandle& result) {
+    FPKAccountCalculate fn(FPKAccountCalculate::FUTURE, payment.get(), rate.get(), periods.get(), original.get(),
+                           nullptr, type.get(), result.get());
+    fn.execute();
+}
+
+void qelPresentValue(const ColumnHandle& rate, const ColumnHandle& periods, const ColumnHandle& payment,
+                     const ColumnHandle& future, const ColumnHandle& method, TableHandle& result) {
+    FPKAccountCalculate fn(FPKAccountCalculate::ORIGINAL, payment.get(), rate.get(), periods.get(), nullptr,
+                           future.get(), method.get(), result.get());
+    fn.execute();
+}
+
+void qelPayment(const ColumnHandle& rate, const ColumnHandle& periods, const ColumnHandle& present,
+                const ColumnHandle& future, const ColumnHandle& method, TableHandle& result) {
+    FPKAccountCalculate fn(FPKAccountCalculate::PAYMENT, nullptr, rate.get(), periods.get(), present.get(),
+                           future.get(), method.get(), result.get());
+    fn.execute();
+}
+
+void qelRate(const ColumnHandle& present, const ColumnHandle& periods, const ColumnHandle& payment,
+             const ColumnHandle& future, const ColumnHandle& method, TableHandle& result) {
+    FPKAccountCalculate fn(FPKAccountCalculate::RATE, payment.get(), nullptr, periods.get(), present.get(),
+                           future.get(), method.get(), result.get());
+    fn.execute();
+}
+
+void qelNumberPeriods(const ColumnHandle& rate, const ColumnHandle& present, const ColumnHandle& payment,
+                      const ColumnHandle& future, const ColumnHandle& method, TableHandle& result) {
+    FPKAccountCalculate fn(FPKAccountCalculate::PERIODS, payment.get(), rate.get(), nullptr, present.get(),
+                           future.get(), method.get(), result.get());
+    fn.execute();
+}
+
+}  // namespace businessFunctions

@@ -1,0 +1,89 @@
+// YEARTODATESTATISTICAL: ORIGINAL[r] = Y[r] where row r opens a year (or is
+// row 0), else Y[r] - Y[r-1].
+#include "fpkYeartoDateStatistical.h"
+
+#include <algorithm>
+
+#include "../common/fpkAllocator.h"
+#include "../common/fpkColumnIO.h"
+#include "../common/fpkColumnJob.h"
+#include "../common/fpkCommonCode.h"
+#include "../common/fpkDefines.h"
+#include "../common/fpkTrace.h"
+#include "../interface/FPKQELInterfaces.h"
+#include "fpkTimeSeriesControls.h"
+
+namespace businessFunctions {
+
+namespace {
+FPK_FUNCTION_ALLOCATOR(ytdStatAllocator, "YearToDateStatisticalAllocator")
+
+const IoSite kSeriesRead{TRACE_FPKYEARTODATESTAT, "ytdSeriesCol->getNative failed."};
+const IoSite kStartRead{TRACE_FPKYEARTODATESTAT, "startDateCol->getNative failed."};
+const IoSite kOriginalWrite{TRACE_FPKYEARTODATESTAT, "originalCol->setNative failed."};
+
+// One row range of YEARTODATESTATISTICAL. The series is read once by the
+// calling thread; each range reads the row before it from there.
+class YeartoDateStatisticalvol final : public ColumnJob {
+public:
+    YeartoDateStatisticalvol(const double* series, std::size_t n, ColumnBase* out, int start)
+        : series_(series), n_(n), originalCol_(out), start_(start) {}
+    YeartoDateStatisticalvol(const YeartoDateStatisticalvol&) = default;
+
+    template <class T>
+    void run(std::size_t begin, std::size_t end) {
+        const std::size_t chunk = std::min(end - begin, controls::kChunkRows);
+        FpkVector<T> out = makeVector<T>(ytdStatAllocator(), chunk);
+        for (std::size_t c = begin; c < end; c += chunk) {
+            const std::size_t stop = std::min(end, c + chunk);
+            ytdstat::periodValues(series_, c, stop, start_, out.data());
+            writeRange(originalCol_, c, stop, out.data(), nullptr, kOriginalWrite);
+        }
+    }
+    void operator()(std::size_t begin, std::size_t end) override { run<double>(begin, end); }
+
+private:
+    const double* series_;
+    std::size_t n_;
+    ColumnBase* originalCol_;
+    int start_;
+};
+}  // namespace
+
+namespace ytdstat {
+void periodValues(const double* y, std::size_t begin, std::size_t end, int start, double* out) {
+    // Position of row `begin` within its year, 0 = the year's first month.
+    std::size_t month = (static_cast<std::size_t>(start) - 1 + begin) % 12;
+    for (std::size_t r = begin; r < end; ++r) {
+        out[r - begin] = (r == 0 || month == 0) ? y[r] : y[r] - y[r - 1];
+        if (++month == 12) month = 0;
+    }
+}
+}  // namespace ytdstat
+
+void FPKYeartoDateStatistical::execute() {
+    traceInfo(TRACE_FPKYEARTODATESTAT, "Information: FPKYeartoDateStatistical::execute() begin");
+    Verifier::verify(ytdSeriesCol, "d", "YEARTODATESERIES");
+    Verifier::verify(startDateCol, "I", "STARTDATE");
+    Verifier::verify(result, "d");
+    ColumnBase* originalCol = result->getColumn(0);
+    if (originalCol->isReadOnly()) FPK_RAISE(ERR_FPK_COMM_COL_READ_ONLY, {"COL", "ORIGINAL"});
+
+    if (startDateCol->size() == 0) FPK_RAISE(ERR_FPK_YTD_STDT_OUT_OF_RANGE);
+    const int32_t start = readInts(startDateCol, 0, 1, ytdStatAllocator(), kStartRead)[0];
+    if (start < 1 || start > 12) FPK_RAISE(ERR_FPK_YTD_STDT_OUT_OF_RANGE);
+
+    const std::size_t n = ytdSeriesCol->size();
+    FpkVector<double> y = controls::readWhole(ytdSeriesCol, ytdStatAllocator(), kSeriesRead);
+    resizeColumn(originalCol, n, kOriginalWrite);
+    if (n == 0) return;
+    RhoUtils::SharedPtr<YeartoDateStatisticalvol> job =
+        makeJob<YeartoDateStatisticalvol>(ytdStatAllocator(), y.data(), n, originalCol, static_cast<int>(start));
+    runColumnJob(*job, n, "YearToDateStatistical", __FILE__, __LINE__);
+}
+
+void qelYearToDateStatistical(const ColumnHandle& series, const ColumnHandle& startDate, TableHandle& result) {
+    FPKYeartoDateStatistical(series.get(), startDate.get(), result.get()).execute();
+}
+
+}  // namespace businessFunctions

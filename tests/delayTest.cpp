@@ -108,17 +108,16 @@ TEST(Delay, NullCellsReadAsZero) {
 }
 
 TEST(Delay, TableChecks) {
-    const std::string mismatch = "FPK error[73000022]:Data types of table ";
     expectError(delay(col({1}), col({1}), {scol({"50"})}), "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE",
-                mismatch + "PAID do not match FPK specification.");
+                fpktest::cataloguedMessage(73000022, {{"TAB", "PAID"}}));
     expectError(plugin().call("DELAY", {table("PRIME", {col({1}), col({2})}), table("INVOICE", {col({1})}),
                                         table("PAID", {col({100})})},
                               resultTable()),
-                "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE", mismatch + "PRIME do not match FPK specification.");
+                "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE", fpktest::cataloguedMessage(73000022, {{"TAB", "PRIME"}}));
     expectError(delay(col({1}), col({1}), {col({100})}, resultTable(RhoCommonObjects::VT_INTEGER)),
-                "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE", mismatch + "result do not match FPK specification.");
+                "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE", fpktest::cataloguedMessage(73000022, {{"TAB", "result"}}));
     expectError(delay(col({1}), col({1}), {col({100})}, resultTable(RhoCommonObjects::VT_DOUBLE, 2)),
-                "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE", mismatch + "result do not match FPK specification.");
+                "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE", fpktest::cataloguedMessage(73000022, {{"TAB", "result"}}));
     expectError(delay(col({1}), col({1}), {col({100}), typed(RhoCommonObjects::VT_BOOLEAN, {1})}),
                 "ERR_FPK_COMM_UNSUPPORTED_COL_TYPE", "FPK error[73000050]:Data type of column PAID is not supported.");
     // Float and decimal columns are doubles.

@@ -97,10 +97,10 @@ TEST(Driver, Errors) {
                 "FPK error[73000023]:Column number 2 of table result does not match expected size 3.");
     expectError(driver(kMonths, kHistory(), col({3}), scol({"202404"}), {kA()}, result(1, RhoCommonObjects::VT_DOUBLE)),
                 "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE",
-                "FPK error[73000022]:Data types of table result do not match FPK specification.");
+                fpktest::cataloguedMessage(73000022, {{"TAB", "result"}}));
     expectError(driver(kMonths, kHistory(), col({3}), scol({"202404"}), {kA(), scol({"1"})}),
                 "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE",
-                "FPK error[73000022]:Data types of table DRIVERS do not match FPK specification.");
+                fpktest::cataloguedMessage(73000022, {{"TAB", "DRIVERS"}}));
     expectError(driver(kMonths, col({1, 2}), col({3}), scol({"202404"}), {kA()}),
                 "ERR_FPK_COMM_COL_SIZE_NOT_EQUAL_2", "FPK error[73000080]:Sizes of column HISTORY and TIME should be equal.");
     expectError(driver(kMonths, kHistory(), col({3}), scol({"202404"}), {col({1, 2, 3, 4, 5, 6, 7})}),

@@ -60,7 +60,7 @@ TEST(Feed, Errors) {
                 "ERR_FPK_COMM_COL_READ_ONLY", "FPK error[73000054]:Column OPENING is read only.");
     expectError(plugin().call("FEED", {col({1}), col({1}), col({1})}, doublesTable("RESULT", {"OPENING"})),
                 "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE",
-                "FPK error[73000022]:Data types of table RESULT do not match FPK specification.");
+                fpktest::cataloguedMessage(73000022, {{"TAB", "RESULT"}}));
 }
 
 TEST(FeedOverflow, WorkedExamples) {

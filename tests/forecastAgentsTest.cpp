@@ -322,5 +322,5 @@ TEST(ForecastSensitivity, Errors) {
     expectError(plugin().call("FORECASTSENSITIVITY", {col({1}), col({1}), col({1}), col({1}), col({1}), col({1})},
                               TableHandle(t)),
                 "ERR_FPK_COMM_UNMATCHED_TABLE_TYPE",
-                "FPK error[73000022]:Data types of table RESULT do not match FPK specification.");
+                fpktest::cataloguedMessage(73000022, {{"TAB", "RESULT"}}));
 }

@@ -1,4 +1,6 @@
 // Columns and tables of the reference host.
+#include <malloc.h>
+
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -14,6 +16,19 @@ InternalTable::~InternalTable() = default;
 namespace qelhost {
 
 using namespace RhoCommonObjects;
+
+namespace {
+// Column storage is large and short-lived: a call's result columns are made,
+// filled and dropped again and again. Like a database server's own memory
+// pools, the host keeps freed memory for the next column instead of handing
+// it back to the system and faulting fresh pages in on every call.
+const bool keepFreedMemory = [] {
+    mallopt(M_MMAP_MAX, 0);
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    mallopt(M_TOP_PAD, 64 << 20);
+    return true;
+}();
+}  // namespace
 
 namespace {
 bool toInt32(double v, int32_t& out) {

@@ -136,66 +136,51 @@ void todayUtc(int& year, int& month, int& day) {
     day = static_cast<int>(d);
 }
 
-bool tryPeriodKeyStart(std::string_view key, int& year, int& month, int& day) {
-    if (!allDigits(key)) return false;
+namespace {
+enum class KeyParse { Ok, BadFormat, BadQuarter };
+
+// Splits a period key into the first day of its period, without any check
+// of month or day.
+KeyParse splitPeriodKey(std::string_view key, int& year, int& month, int& day) {
+    if (!allDigits(key)) return KeyParse::BadFormat;
+    year = digitsValue(key.substr(0, 4));
+    month = 1;
+    day = 1;
     switch (key.size()) {
         case 8:
-            year = digitsValue(key.substr(0, 4));
             month = digitsValue(key.substr(4, 2));
             day = digitsValue(key.substr(6, 2));
-            break;
+            return KeyParse::Ok;
         case 6:
-            year = digitsValue(key.substr(0, 4));
             month = digitsValue(key.substr(4, 2));
-            day = 1;
-            break;
+            return KeyParse::Ok;
         case 5: {
-            year = digitsValue(key.substr(0, 4));
             const int q = digitsValue(key.substr(4, 1));
-            if (q < 1 || q > 4) return false;
+            if (q < 1 || q > 4) return KeyParse::BadQuarter;
             month = 3 * (q - 1) + 1;
-            day = 1;
-            break;
+            return KeyParse::Ok;
         }
         case 4:
-            year = digitsValue(key);
-            month = 1;
-            day = 1;
-            break;
+            return KeyParse::Ok;
         default:
-            return false;
+            return KeyParse::BadFormat;
     }
+}
+}  // namespace
+
+bool tryPeriodKeyStart(std::string_view key, int& year, int& month, int& day) {
+    if (splitPeriodKey(key, year, month, day) != KeyParse::Ok) return false;
     return month >= 1 && month <= 12 && day >= 1 && day <= monthLength(year, month);
 }
 
 void periodKeyStart(std::string_view key, const char* colName, int& year, int& month, int& day) {
-    if (!allDigits(key)) raiseDateFormat(colName);
-    switch (key.size()) {
-        case 8:
-            year = digitsValue(key.substr(0, 4));
-            month = digitsValue(key.substr(4, 2));
-            day = digitsValue(key.substr(6, 2));
-            break;
-        case 6:
-            year = digitsValue(key.substr(0, 4));
-            month = digitsValue(key.substr(4, 2));
-            day = 1;
-            break;
-        case 5: {
-            year = digitsValue(key.substr(0, 4));
-            const int q = digitsValue(key.substr(4, 1));
-            if (q < 1 || q > 4) FPK_RAISE(ERR_FPK_COMM_MONTH_OUT_OF_RANGE);
-            month = 3 * (q - 1) + 1;
-            day = 1;
-            break;
-        }
-        case 4:
-            year = digitsValue(key);
-            month = 1;
-            day = 1;
-            break;
-        default:
+    switch (splitPeriodKey(key, year, month, day)) {
+        case KeyParse::BadFormat:
             raiseDateFormat(colName);
+        case KeyParse::BadQuarter:
+            FPK_RAISE(ERR_FPK_COMM_MONTH_OUT_OF_RANGE);
+        case KeyParse::Ok:
+            break;
     }
     IsLegal(year, month, day);
 }

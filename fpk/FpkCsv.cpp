@@ -1,5 +1,7 @@
 #include "FpkCsv.h"
 
+#include "FpkTextCursor.h"
+
 namespace fpkcli::csv {
 
 bool Cell::empty() const {
@@ -11,11 +13,9 @@ bool Cell::empty() const {
 
 namespace {
 
-class Reader {
+class Reader : TextCursor {
 public:
-    Reader(std::string_view text, const std::string& file) : s_(text), file_(&Where::nameOf(file)) {
-        if (s_.substr(0, 3) == "\xEF\xBB\xBF") pos_ = 3;
-    }
+    Reader(std::string_view text, const std::string& file) : TextCursor(text, file) {}
 
     std::vector<Record> records() {
         std::vector<Record> out;
@@ -24,20 +24,7 @@ public:
     }
 
 private:
-    Where here() const { return Where{file_, line_, column_}; }
-    bool atEnd() const { return pos_ >= s_.size(); }
-    char peek() const { return atEnd() ? '\0' : s_[pos_]; }
     bool atLineEnd() const { return atEnd() || peek() == '\n' || peek() == '\r'; }
-
-    void advance() {
-        const unsigned char c = static_cast<unsigned char>(s_[pos_++]);
-        if (c == '\n') {
-            ++line_;
-            column_ = 1;
-        } else if ((c & 0xC0) != 0x80) {
-            ++column_;
-        }
-    }
 
     // LF, CRLF or a lone CR.
     void skipLineEnd() {
@@ -93,12 +80,6 @@ private:
             advance();
         }
     }
-
-    std::string_view s_;
-    const std::string* file_;
-    std::size_t pos_ = 0;
-    int line_ = 1;
-    int column_ = 1;
 };
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "FpkJson.h"
 
+#include "FpkTextCursor.h"
+
 #include <cstdint>
 #include <mutex>
 #include <set>
@@ -54,12 +56,9 @@ namespace {
 
 constexpr int kMaxDepth = 256;
 
-class Parser {
+class Parser : TextCursor {
 public:
-    Parser(std::string_view text, const std::string& file) : s_(text), file_(&Where::nameOf(file)) {
-        // A byte-order mark is not part of the document.
-        if (s_.substr(0, 3) == "\xEF\xBB\xBF") pos_ = 3;
-    }
+    Parser(std::string_view text, const std::string& file) : TextCursor(text, file) {}
 
     Value document() {
         skipSpace();
@@ -72,22 +71,6 @@ public:
 private:
     [[noreturn]] void fail(const std::string& what) const { failAt(here(), "malformed JSON: " + what); }
 
-    Where here() const { return Where{file_, line_, column_}; }
-
-    bool atEnd() const { return pos_ >= s_.size(); }
-    char peek() const { return atEnd() ? '\0' : s_[pos_]; }
-
-    // Moves one byte on, keeping line and column: a column is a character,
-    // so the continuation bytes of a UTF-8 sequence do not count.
-    void advance() {
-        const unsigned char c = static_cast<unsigned char>(s_[pos_++]);
-        if (c == '\n') {
-            ++line_;
-            column_ = 1;
-        } else if ((c & 0xC0) != 0x80) {
-            ++column_;
-        }
-    }
 
     void skipSpace() {
         while (!atEnd()) {
@@ -328,12 +311,6 @@ private:
             advance();
         }
     }
-
-    std::string_view s_;
-    const std::string* file_;
-    std::size_t pos_ = 0;
-    int line_ = 1;
-    int column_ = 1;
 };
 
 }  // namespace

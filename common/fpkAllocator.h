@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../platform/RhoUtils/Allocator.h"
@@ -31,9 +32,12 @@ class FpkAllocator {
 public:
     using value_type = T;
 
-    explicit FpkAllocator(RhoUtils::Allocator& a) noexcept : alloc_(&a) {}
+    // `zeroed` false makes a scratch allocator: a vector sized through it
+    // (not filled with a given value) leaves its values unset, for buffers
+    // that a read or a computation overwrites whole.
+    explicit FpkAllocator(RhoUtils::Allocator& a, bool zeroed = true) noexcept : alloc_(&a), zeroed_(zeroed) {}
     template <class U>
-    FpkAllocator(const FpkAllocator<U>& o) noexcept : alloc_(o.host()) {}
+    FpkAllocator(const FpkAllocator<U>& o) noexcept : alloc_(o.host()), zeroed_(o.zeroed()) {}
 
     T* allocate(std::size_t n) {
         if (n == 0) n = 1;
@@ -43,7 +47,20 @@ public:
     }
     void deallocate(T* p, std::size_t n) noexcept { alloc_->deallocate(p, (n == 0 ? 1 : n) * sizeof(T)); }
 
+    template <class U>
+    void construct(U* p) {
+        if (zeroed_)
+            ::new (static_cast<void*>(p)) U();
+        else
+            ::new (static_cast<void*>(p)) U;
+    }
+    template <class U, class... Args>
+    void construct(U* p, Args&&... args) {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+
     RhoUtils::Allocator* host() const noexcept { return alloc_; }
+    bool zeroed() const noexcept { return zeroed_; }
 
     template <class U>
     bool operator==(const FpkAllocator<U>& o) const noexcept {
@@ -52,6 +69,7 @@ public:
 
 private:
     RhoUtils::Allocator* alloc_;
+    bool zeroed_ = true;
 };
 
 template <class T>
@@ -62,6 +80,14 @@ using FpkString = std::basic_string<char, std::char_traits<char>, FpkAllocator<c
 template <class T>
 FpkVector<T> makeVector(RhoUtils::Allocator& alloc, std::size_t n = 0, const T& value = T()) {
     return FpkVector<T>(n, value, FpkAllocator<T>(alloc));
+}
+
+// A vector of n values from `alloc` that are left unset (class types get
+// their default constructor): for buffers that are written whole before
+// they are read, such as column reads and computed results.
+template <class T>
+FpkVector<T> makeScratch(RhoUtils::Allocator& alloc, std::size_t n) {
+    return FpkVector<T>(n, FpkAllocator<T>(alloc, false));
 }
 
 }  // namespace businessFunctions

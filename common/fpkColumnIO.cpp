@@ -6,12 +6,11 @@ namespace {
 template <class T>
 FpkVector<T> readWithNulls(const ColumnBase* col, std::size_t begin, std::size_t end, RhoUtils::Allocator& alloc,
                            IoSite site, T nullValue) {
-    FpkVector<T> out = makeVector<T>(alloc, end - begin);
+    FpkVector<T> out = makeScratch<T>(alloc, end - begin);
     if (begin == end) return out;
-    FpkVector<NullFlags> nulls = makeVector<NullFlags>(alloc, end - begin);
+    FpkVector<NullFlags> nulls = makeScratch<NullFlags>(alloc, end - begin);
     readRange(col, begin, end, out.data(), nulls.data(), site);
-    for (std::size_t i = 0; i < out.size(); ++i)
-        if (nulls[i]) out[i] = nullValue;
+    replaceNulls(out.data(), nulls.data(), out.size(), nullValue);
     return out;
 }
 }  // namespace
@@ -33,15 +32,15 @@ FpkVector<std::string_view> readTexts(const ColumnBase* col, std::size_t begin, 
 
 FpkVector<NullFlags> readNulls(const ColumnBase* col, std::size_t begin, std::size_t end, RhoUtils::Allocator& alloc,
                                IoSite site) {
-    FpkVector<NullFlags> nulls = makeVector<NullFlags>(alloc, end - begin);
+    FpkVector<NullFlags> nulls = makeScratch<NullFlags>(alloc, end - begin);
     if (begin == end) return nulls;
     // A double read reports the null flags of any numeric column; a string
     // column is read as text.
     if (col != nullptr && col->getValueType() == RhoCommonObjects::VT_STRING) {
-        FpkVector<std::string_view> texts = makeVector<std::string_view>(alloc, end - begin);
+        FpkVector<std::string_view> texts = makeScratch<std::string_view>(alloc, end - begin);
         readRange(col, begin, end, texts.data(), nulls.data(), site);
     } else {
-        FpkVector<double> values = makeVector<double>(alloc, end - begin);
+        FpkVector<double> values = makeScratch<double>(alloc, end - begin);
         readRange(col, begin, end, values.data(), nulls.data(), site);
     }
     return nulls;

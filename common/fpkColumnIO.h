@@ -40,6 +40,22 @@ void writeRange(ColumnBase* col, std::size_t begin, std::size_t end, const T* in
         FPK_RAISE_TRACED(site.topic, site.failLine, ERR_FPK_COMM_INTERNAL_ERR);
 }
 
+// Whether any of n flags is set; one pass over the flags as vector code.
+inline bool anyNull(const NullFlags* nulls, std::size_t n) {
+    NullFlags any = 0;
+    for (std::size_t i = 0; i < n; ++i) any |= nulls[i];
+    return any != 0;
+}
+
+// Sets the rows flagged null to `nullValue`. The values are touched only
+// when there is a null among them, and then by a select rather than a
+// branch, so that it runs as vector code.
+template <class T>
+void replaceNulls(T* values, const NullFlags* nulls, std::size_t n, T nullValue) {
+    if (!anyNull(nulls, n)) return;
+    for (std::size_t i = 0; i < n; ++i) values[i] = nulls[i] ? nullValue : values[i];
+}
+
 inline void resizeColumn(ColumnBase* col, std::size_t rows, IoSite site) {
     if (col == nullptr || !col->resize(rows)) FPK_RAISE_TRACED(site.topic, site.failLine, ERR_FPK_COMM_INTERNAL_ERR);
 }

@@ -17,12 +17,24 @@
 #include "../platform/RhoUtils/Parallel.h"
 #include "../platform/RhoUtils/RefCounted.h"
 #include "fpkAllocator.h"
+#include "fpkColumnIO.h"
 
 namespace businessFunctions {
 
 // The smallest range handed to one job; a multiple of 64, so that every
 // range starts where the host's column partitions may start.
 inline constexpr std::size_t kMinJobRows = 64000;
+
+// Rows a job reads, computes and writes at a time, so that its scratch
+// arrays stay in the core's cache from the read to the write.
+inline constexpr std::size_t kChunkRows = 16384;
+
+// Calls f(chunkBegin, chunkEnd) on consecutive pieces of [begin, end) of at
+// most kChunkRows rows.
+template <class F>
+void forEachChunk(std::size_t begin, std::size_t end, F&& f) {
+    for (std::size_t c = begin; c < end; c += kChunkRows) f(c, end - c < kChunkRows ? end : c + kChunkRows);
+}
 
 class ColumnJob : public RhoUtils::RefCounted, public RhoUtils::Parallel::RangeFunctor {
 public:
@@ -63,6 +75,12 @@ RhoUtils::SharedPtr<Job> makeJob(RhoUtils::Allocator& alloc, Args&&... args) {
     job->bytes_ = sizeof(Job);
     return RhoUtils::SharedPtr<Job>::adopt(job);
 }
+
+// The whole of a numeric column as doubles, null rows read as 0. A long
+// column is read by range jobs on the host's parallel-for (named `jobName`),
+// a short one on the calling thread.
+FpkVector<double> readWholeDoubles(const ColumnBase* col, RhoUtils::Allocator& alloc, IoSite site,
+                                   const char* jobName);
 
 // Runs a job over rows [0, rows) with the minimum range, inside a profiler
 // section named after the function. Nothing runs for 0 rows.

@@ -20,7 +20,7 @@ FPK_FUNCTION_ALLOCATOR(cashFlowAllocator, "CashFlowAllocator")
 
 // Rows read at a time by the checks on the calling thread and by the slices
 // of a column job.
-constexpr std::size_t kChunkRows = 65536;
+constexpr std::size_t kCheckRows = 65536;
 constexpr std::size_t kSliceRows = 8192;
 
 const IoSite kPrimeRead{TRACE_FPKCASHFLOW, "primeCol->getNative failed."};
@@ -122,8 +122,8 @@ long FPKCashFlow::historyOffset(std::size_t n, int year, int month, int day) con
     RhoUtils::Allocator& alloc = cashFlowAllocator();
     // Keys are read a chunk at a time, so the walk stops reading at the first
     // planned row.
-    for (std::size_t begin = 0; begin < n; begin += kChunkRows) {
-        const std::size_t end = begin + kChunkRows < n ? begin + kChunkRows : n;
+    for (std::size_t begin = 0; begin < n; begin += kCheckRows) {
+        const std::size_t end = begin + kCheckRows < n ? begin + kCheckRows : n;
         FpkVector<std::string_view> keys = readTexts(timeCol, begin, end, alloc, kTimeRead);
         const int inChunk = historyOffsetOfKeys(keys.data(), keys.size(), name, year, month, day);
         if (inChunk < static_cast<int>(keys.size()) - 1) return static_cast<long>(begin) + inChunk;
@@ -202,7 +202,7 @@ void FPKCashFlow::execute() {
     // itself raises no value error.
     const std::size_t firstPlanned = static_cast<std::size_t>(offset + 1);
     if (firstPlanned < n) {
-        const std::size_t m = n - firstPlanned < kChunkRows ? n - firstPlanned : kChunkRows;
+        const std::size_t m = n - firstPlanned < kCheckRows ? n - firstPlanned : kCheckRows;
         FpkVector<double> rate = makeVector<double>(cashFlowAllocator(), m);
         FpkVector<NullFlags> null = makeVector<NullFlags>(cashFlowAllocator(), m);
         for (std::size_t begin = firstPlanned; begin < n; begin += m) {

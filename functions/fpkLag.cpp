@@ -36,11 +36,11 @@ public:
 
     template <class T>
     void run(std::size_t begin, std::size_t end) {
-        const std::size_t chunk = std::min(end - begin, controls::kChunkRows);
-        FpkVector<T> pad = makeVector<T>(lagAllocator(), chunk);
-        FpkVector<T> period = makeVector<T>(lagAllocator(), chunk);
-        FpkVector<T> out = makeVector<T>(lagAllocator(), chunk);
-        FpkVector<NullFlags> nulls = makeVector<NullFlags>(lagAllocator(), chunk);
+        const std::size_t chunk = std::min(end - begin, kChunkRows);
+        FpkVector<T> pad = makeScratch<T>(lagAllocator(), chunk);
+        FpkVector<T> period = makeScratch<T>(lagAllocator(), chunk);
+        FpkVector<T> out = makeScratch<T>(lagAllocator(), chunk);
+        FpkVector<NullFlags> nulls = makeScratch<NullFlags>(lagAllocator(), chunk);
         for (std::size_t c = begin; c < end; c += chunk) {
             const std::size_t stop = std::min(end, c + chunk);
             controls::readChunked(padCol_, c, stop, pad.data(), nulls.data(), kPadRead);
@@ -96,7 +96,7 @@ void FPKLag::execute() {
     }
     if (resultCol == nullptr) FPK_RAISE(ERR_FPK_COMM_COL_NOT_FIND, {"COL", "VALUE"});
 
-    FpkVector<double> v = controls::readWhole(valuesCol, lagAllocator(), kValuesRead);
+    FpkVector<double> v = readWholeDoubles(valuesCol, lagAllocator(), kValuesRead, "Lag");
     resizeColumn(resultCol, n, kResultWrite);
     if (n == 0) return;
     RhoUtils::SharedPtr<lagvol> job = makeJob<lagvol>(lagAllocator(), v.data(), n, padCol, periodCol, resultCol);

@@ -36,9 +36,9 @@ public:
 
     template <class T>
     void run(std::size_t begin, std::size_t end) {
-        const std::size_t chunk = std::min(end - begin, controls::kChunkRows);
-        FpkVector<T> out = makeVector<T>(yoyAllocator(), chunk);
-        FpkVector<NullFlags> nulls = makeVector<NullFlags>(yoyAllocator(), chunk);
+        const std::size_t chunk = std::min(end - begin, kChunkRows);
+        FpkVector<T> out = makeScratch<T>(yoyAllocator(), chunk);
+        FpkVector<NullFlags> nulls = makeScratch<NullFlags>(yoyAllocator(), chunk);
         const auto style = static_cast<FPKYearOverYearDifference::styleType>(style_);
         for (std::size_t c = begin; c < end; c += chunk) {
             const std::size_t stop = std::min(end, c + chunk);
@@ -101,7 +101,7 @@ void FPKYearOverYearDifference::execute() {
     const styleType style = styleValue == 1.0 ? PERCENT : ABSOLUTE;
 
     const std::size_t n = baseCol->size();
-    FpkVector<double> b = controls::readWhole(baseCol, yoyAllocator(), kBaseRead);
+    FpkVector<double> b = readWholeDoubles(baseCol, yoyAllocator(), kBaseRead, "YearOverYearDifference");
     if (style == PERCENT && yoy::firstZeroDivisor(b.data(), n) < n)
         FPK_RAISE(ERR_FPK_COMM_DIVIDE_BY_ZERO, {"ZERO_THRESHOLD", "1e-10"});
 

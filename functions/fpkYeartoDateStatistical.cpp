@@ -32,8 +32,8 @@ public:
 
     template <class T>
     void run(std::size_t begin, std::size_t end) {
-        const std::size_t chunk = std::min(end - begin, controls::kChunkRows);
-        FpkVector<T> out = makeVector<T>(ytdStatAllocator(), chunk);
+        const std::size_t chunk = std::min(end - begin, kChunkRows);
+        FpkVector<T> out = makeScratch<T>(ytdStatAllocator(), chunk);
         for (std::size_t c = begin; c < end; c += chunk) {
             const std::size_t stop = std::min(end, c + chunk);
             ytdstat::periodValues(series_, c, stop, start_, out.data());
@@ -52,12 +52,12 @@ private:
 
 namespace ytdstat {
 void periodValues(const double* y, std::size_t begin, std::size_t end, int start, double* out) {
-    // Position of row `begin` within its year, 0 = the year's first month.
-    std::size_t month = (static_cast<std::size_t>(start) - 1 + begin) % 12;
-    for (std::size_t r = begin; r < end; ++r) {
-        out[r - begin] = (r == 0 || month == 0) ? y[r] : y[r] - y[r - 1];
-        if (++month == 12) month = 0;
-    }
+    // Every row's difference first, as one vector loop; then the rows that
+    // open a year (month index 0, and row 0) take their own value.
+    for (std::size_t r = begin == 0 ? 1 : begin; r < end; ++r) out[r - begin] = y[r] - y[r - 1];
+    if (begin == 0 && end > 0) out[0] = y[0];
+    const std::size_t month = (static_cast<std::size_t>(start) - 1 + begin) % 12;
+    for (std::size_t r = begin + (month == 0 ? 0 : 12 - month); r < end; r += 12) out[r - begin] = y[r];
 }
 }  // namespace ytdstat
 
@@ -74,7 +74,7 @@ void FPKYeartoDateStatistical::execute() {
     if (start < 1 || start > 12) FPK_RAISE(ERR_FPK_YTD_STDT_OUT_OF_RANGE);
 
     const std::size_t n = ytdSeriesCol->size();
-    FpkVector<double> y = controls::readWhole(ytdSeriesCol, ytdStatAllocator(), kSeriesRead);
+    FpkVector<double> y = readWholeDoubles(ytdSeriesCol, ytdStatAllocator(), kSeriesRead, "YearToDateStatistical");
     resizeColumn(originalCol, n, kOriginalWrite);
     if (n == 0) return;
     RhoUtils::SharedPtr<YeartoDateStatisticalvol> job =

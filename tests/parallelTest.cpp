@@ -65,7 +65,12 @@ TEST(ParallelFor, FirstRangeErrorReachesCaller) {
     } catch (const std::runtime_error& e) {
         EXPECT_EQ(0u, std::string(e.what()).find("range "));
     }
-    EXPECT_EQ(4u, r.ranges.size()) << "every started range finishes";
+    // Ranges up to the failing one all run; the ones after it may be skipped.
+    std::sort(r.ranges.begin(), r.ranges.end());
+    ASSERT_FALSE(r.ranges.empty());
+    EXPECT_EQ(0u, r.ranges.front().first);
+    for (std::size_t i = 1; i < r.ranges.size() && r.ranges[i - 1].second <= r.throwAt; ++i)
+        EXPECT_EQ(r.ranges[i - 1].second, r.ranges[i].first) << "no range before the failing one is skipped";
 }
 
 TEST(ParallelFor, NestedCallsDoNotStarve) {

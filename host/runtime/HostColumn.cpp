@@ -1,7 +1,12 @@
 // Columns and tables of the reference host.
 #include <malloc.h>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 
@@ -31,6 +36,36 @@ const bool keepFreedMemory = [] {
 }  // namespace
 
 namespace {
+// Large writes go to column storage with streaming stores: a column just
+// written is not read again soon, so its lines skip the cache and are not
+// first read from memory as ordinary stores would have them.
+constexpr std::size_t kStreamBytes = 64 * 1024;
+
+void storeRows(double* dst, const double* src, std::size_t n) {
+#if defined(__SSE2__)
+    if (n * sizeof(double) >= kStreamBytes) {
+        std::size_t i = 0;
+        if ((reinterpret_cast<std::uintptr_t>(dst) & 15) != 0) {
+            dst[0] = src[0];
+            i = 1;
+        }
+        if ((reinterpret_cast<std::uintptr_t>(dst + i) & 15) == 0) {
+            for (; i + 2 <= n; i += 2) _mm_stream_pd(dst + i, _mm_loadu_pd(src + i));
+            _mm_sfence();
+        }
+        for (; i < n; ++i) dst[i] = src[i];
+        return;
+    }
+#endif
+    std::memcpy(dst, src, n * sizeof(double));
+}
+
+bool anySet(const NullFlags* flags, std::size_t n) {
+    NullFlags any = 0;
+    for (std::size_t i = 0; i < n; ++i) any |= flags[i];
+    return any != 0;
+}
+
 bool toInt32(double v, int32_t& out) {
     if (!(v >= -2147483648.0 && v < 2147483648.0)) return false;  // NaN, infinities, out of range
     out = static_cast<int32_t>(v);
@@ -155,16 +190,17 @@ bool Column::setNative(std::size_t begin, std::size_t end, const double* in, con
         // A plain copy; null rows keep 0 as their stored value.
         const std::size_t n = end - begin;
         if (n == 0) return true;
-        std::memcpy(numbers_.data() + begin, in, n * sizeof(double));
+        storeRows(numbers_.data() + begin, in, n);
         if (nulls == nullptr) {
             std::memset(nulls_.data() + begin, 0, n);
         } else {
             std::memcpy(nulls_.data() + begin, nulls, n);
-            for (std::size_t i = 0; i < n; ++i)
-                if (nulls[i]) {
-                    nulls_[begin + i] = 1;
-                    numbers_[begin + i] = 0.0;
-                }
+            if (anySet(nulls, n))
+                for (std::size_t i = 0; i < n; ++i)
+                    if (nulls[i]) {
+                        nulls_[begin + i] = 1;
+                        numbers_[begin + i] = 0.0;
+                    }
         }
         return true;
     }

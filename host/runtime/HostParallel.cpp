@@ -31,15 +31,23 @@ struct Task {
 };
 
 void runTask(const Task& t) {
+    // Once a range has failed, the ranges after it are skipped: the call
+    // fails anyway. Ranges before it still run, so the error a user sees is
+    // always that of the lowest failing range, whatever the thread timing.
+    bool skip;
+    {
+        std::lock_guard<std::mutex> lock(t.group->mutex);
+        skip = t.index > t.group->errorRange;
+    }
     std::exception_ptr error;
-    try {
-        (*t.job)(t.begin, t.end);
-    } catch (...) {
-        error = std::current_exception();
+    if (!skip) {
+        try {
+            (*t.job)(t.begin, t.end);
+        } catch (...) {
+            error = std::current_exception();
+        }
     }
     std::lock_guard<std::mutex> lock(t.group->mutex);
-    // Keep the exception of the lowest range, so the error a user sees does
-    // not depend on thread timing.
     if (error && t.index < t.group->errorRange) {
         t.group->error = error;
         t.group->errorRange = t.index;
@@ -66,12 +74,17 @@ public:
     }
     unsigned threads() const { return threads_; }
 
-    void push(const Task& t) {
+    // Queues tasks with one lock and one wake-up for all of them.
+    void push(const std::vector<Task>& tasks) {
+        if (tasks.empty()) return;
         {
             std::lock_guard<std::mutex> lock(mutex_);
-            queue_.push_back(t);
+            queue_.insert(queue_.end(), tasks.begin(), tasks.end());
         }
-        wake_.notify_one();
+        if (tasks.size() == 1)
+            wake_.notify_one();
+        else
+            wake_.notify_all();
     }
 
     // Runs one queued task on the calling thread; false when none is queued.
@@ -148,9 +161,13 @@ void parallelFor(std::size_t begin, std::size_t end, RangeFunctor& job, std::siz
     Pool& p = pool();
     const std::size_t rows = end - begin;
     if (minRange == 0) minRange = 1;
-    // Ranges of at least minRange rows, one per thread at most, each length a
-    // multiple of 64 so that every range starts on a 64-row boundary.
-    std::size_t chunk = std::max(minRange, (rows + p.threads() - 1) / p.threads());
+    // Ranges of minRange rows (rounded up to a multiple of 64, so that every
+    // range starts on a 64-row boundary), handed out to the threads as they
+    // come free. Short ranges keep each job's scratch arrays in the core's
+    // cache and balance uneven rows; a very long column gets longer ranges so
+    // that the queue stays short.
+    constexpr std::size_t kMaxRangesPerThread = 1024;
+    std::size_t chunk = std::max(minRange, (rows + p.threads() * kMaxRangesPerThread - 1) / (p.threads() * kMaxRangesPerThread));
     chunk = (chunk + 63) / 64 * 64;
     std::vector<std::pair<std::size_t, std::size_t>> ranges;
     for (std::size_t b = begin; b < end; b += chunk) ranges.emplace_back(b, std::min(end, b + chunk));
@@ -166,7 +183,10 @@ void parallelFor(std::size_t begin, std::size_t end, RangeFunctor& job, std::siz
     }
     Group group;
     group.pending = ranges.size();
-    for (std::size_t i = 1; i < ranges.size(); ++i) p.push(Task{&job, ranges[i].first, ranges[i].second, i, &group});
+    std::vector<Task> tasks;
+    tasks.reserve(ranges.size() - 1);
+    for (std::size_t i = 1; i < ranges.size(); ++i) tasks.push_back(Task{&job, ranges[i].first, ranges[i].second, i, &group});
+    p.push(tasks);
     runTask(Task{&job, ranges[0].first, ranges[0].second, 0, &group});
     for (;;) {
         {

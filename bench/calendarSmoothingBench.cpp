@@ -3,65 +3,18 @@
 // YEAROVERYEARDIFFERENCE) report the bytes of their input and result columns,
 // to be set against BM_Memcpy's copy bandwidth; MOVINGMEDIAN is compared with
 // pandas by compare_movingmedian.py.
-#include <benchmark/benchmark.h>
-
-#include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "host/loader/PluginLoader.h"
-#include "host/runtime/QELHost.h"
+#include "benchSupport.h"
 
 namespace {
 
+using namespace fpkbench;
 using qelhost::Column;
 using qelhost::Table;
 using RhoCommonObjects::ColumnHandle;
 using RhoCommonObjects::TableHandle;
-
-qelhost::Plugin& plugin() {
-    static std::unique_ptr<qelhost::Plugin> p = qelhost::Plugin::open(FPK_TEST_LIBRARY);
-    return *p;
-}
-
-ColumnHandle doubles(const std::vector<double>& v) { return ColumnHandle(Column::doubles("IN", v)); }
-ColumnHandle ints(const std::vector<int32_t>& v) { return ColumnHandle(Column::ints("IN", v)); }
-
-std::vector<double> normalSeries(std::size_t n, unsigned seed) {
-    std::mt19937_64 gen(seed);
-    std::normal_distribution<double> d;
-    std::vector<double> v(n);
-    for (double& x : v) x = d(gen);
-    return v;
-}
-
-// Runs one function repeatedly into the same result table.
-void runCalls(benchmark::State& state, const std::string& fn, const std::vector<qelhost::Argument>& inputs,
-              TableHandle result) {
-    const qelhost::FunctionInfo* info = plugin().find(fn);
-    if (info == nullptr) {
-        state.SkipWithError("function not found");
-        return;
-    }
-    // One call before timing, so the result columns have their final size
-    // and the steady state of repeated calls is measured.
-    qelhost::CallResult warm = plugin().call(*info, inputs, result);
-    if (warm.error) {
-        state.SkipWithError(warm.error->message.c_str());
-        return;
-    }
-    for (auto _ : state) {
-        qelhost::CallResult r = plugin().call(*info, inputs, result);
-        if (r.error) {
-            state.SkipWithError(r.error->message.c_str());
-            return;
-        }
-        benchmark::DoNotOptimize(r.table.get());
-    }
-}
-
-TableHandle defaultResult(const std::string& fn) { return TableHandle(plugin().makeResultTable(*plugin().find(fn))); }
 
 constexpr std::size_t kBigRows = 10'000'000;
 
@@ -79,7 +32,7 @@ void BM_HostColumnCopy(benchmark::State& state) {
         out->setNative(0, n, buffer.data(), nulls.data());
         benchmark::ClobberMemory();
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n * sizeof(double)) * 2);
+    setColumnBytes(state, n, 2);
 }
 BENCHMARK(BM_HostColumnCopy)->Arg(kBigRows)->Unit(benchmark::kMillisecond)->UseRealTime();
 
@@ -90,7 +43,7 @@ void BM_Lag(benchmark::State& state) {
     runCalls(state, "LAG", {doubles(normalSeries(n, 1)), doubles(normalSeries(n, 2)), doubles(period)},
              defaultResult("LAG"));
     // Three input columns read and one result column written.
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n * sizeof(double)) * 4);
+    setColumnBytes(state, n, 4);
 }
 BENCHMARK(BM_Lag)->Arg(kBigRows)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 
@@ -98,7 +51,7 @@ void BM_YearToDateStatistical(benchmark::State& state) {
     const std::size_t n = static_cast<std::size_t>(state.range(0));
     runCalls(state, "YEARTODATESTATISTICAL", {doubles(normalSeries(n, 3)), ints({4})},
              defaultResult("YEARTODATESTATISTICAL"));
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n * sizeof(double)) * 2);
+    setColumnBytes(state, n, 2);
 }
 BENCHMARK(BM_YearToDateStatistical)->Arg(kBigRows)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 
@@ -108,7 +61,7 @@ void BM_YearOverYearDifference(benchmark::State& state) {
     for (double& b : base) b += 10.0;  // keeps prior-year values away from zero for the percentage
     runCalls(state, "YEAROVERYEARDIFFERENCE", {doubles(base), doubles({static_cast<double>(state.range(1))})},
              defaultResult("YEAROVERYEARDIFFERENCE"));
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n * sizeof(double)) * 2);
+    setColumnBytes(state, n, 2);
 }
 BENCHMARK(BM_YearOverYearDifference)
     ->Args({kBigRows, 0})

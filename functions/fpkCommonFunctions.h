@@ -49,8 +49,20 @@ void funds(const double* v, double* out, std::size_t n, FPKCommonFunctions::Fund
 void repeat(const double* pattern, std::size_t patternLength, std::size_t first, double* out, std::size_t n);
 // One transformed value; false when the method is unknown or the result is not finite.
 bool transform(double x, double method, double& out);
+// n rows of TRANSFORM: out[i] = transform of x[i] by method[i]; outNull[i]
+// set (and out[i] 0) where either input is null or transform() fails.
+void transformRows(const double* x, const unsigned char* xNull, const double* method, const unsigned char* methodNull,
+                   std::size_t n, double* out, unsigned char* outNull);
+// A rounding step as ROUNDING uses it: a step below 1 whose reciprocal is
+// (within 1e-9) a whole number R is applied as "times R, divide by R".
+struct RoundingStep {
+    double step, reciprocal;
+    bool decimal;
+};
+RoundingStep roundingStep(double step);
 // x rounded to a multiple of step by method (1 nearest, 2 up, 3 down); see ROUNDING.
 double roundToStep(double x, double step, int method);
+double roundToStep(double x, const RoundingStep& step, int method);
 // One wave of CYCLES.
 struct Wave {
     double amplitude, length, start;

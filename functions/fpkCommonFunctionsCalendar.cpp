@@ -64,6 +64,37 @@ long long checkedDay(std::string_view text) {
     return series::dayNumber(year, month, day);
 }
 
+// Checks the dates of one row range in row order, so that with the host
+// keeping the error of the lowest failing range, a call fails on the first
+// bad row as a row-by-row check would.
+class daysCheckvol final : public ColumnJob {
+public:
+    daysCheckvol(ColumnBase* from, ColumnBase* to) : from_(from), to_(to) {}
+    daysCheckvol(const daysCheckvol&) = default;
+
+    void operator()(std::size_t begin, std::size_t end) override {
+        const std::size_t n = std::min(end - begin, kChunkRows);
+        RhoUtils::Allocator& a = daysAllocator();
+        FpkVector<std::string_view> from = makeScratch<std::string_view>(a, n), to = makeScratch<std::string_view>(a, n);
+        FpkVector<NullFlags> fromNull = makeScratch<NullFlags>(a, n), toNull = makeScratch<NullFlags>(a, n);
+        forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
+            readRange(from_, c, stop, from.data(), fromNull.data(), {TRACE_FPKDAYS, "fromdatecol->getNative failed."});
+            readRange(to_, c, stop, to.data(), toNull.data(), {TRACE_FPKDAYS, "todatecol->getNative failed."});
+            // A null text reads as empty, and an empty date is not checked.
+            for (std::size_t i = 0; i < stop - c; ++i) {
+                if (missing(from[i], fromNull[i]) || missing(to[i], toNull[i])) continue;
+                const long long f = checkedDay(from[i]);
+                const long long t = checkedDay(to[i]);
+                if (t < f) FPK_RAISE(ERR_FPK_DAYS_INVALID_FROMTO_DATE);
+            }
+        });
+    }
+
+private:
+    ColumnBase* from_;
+    ColumnBase* to_;
+};
+
 class daysvol final : public ColumnJob {
 public:
     daysvol(ColumnBase* from, ColumnBase* to, ColumnBase* config, ColumnBase* out)
@@ -72,31 +103,36 @@ public:
 
     template <class TF, class TT, class TC>
     void run(std::size_t begin, std::size_t end) {
-        const std::size_t n = end - begin;
+        const std::size_t n = std::min(end - begin, kChunkRows);
         RhoUtils::Allocator& a = daysAllocator();
-        FpkVector<TF> from = makeVector<TF>(a, n);
-        FpkVector<TT> to = makeVector<TT>(a, n);
-        FpkVector<NullFlags> fromNull = makeVector<NullFlags>(a, n), toNull = makeVector<NullFlags>(a, n);
-        readRange(from_, begin, end, from.data(), fromNull.data(), {TRACE_FPKDAYS, "fromdatecol->getNative failed."});
-        readRange(to_, begin, end, to.data(), toNull.data(), {TRACE_FPKDAYS, "todatecol->getNative failed."});
-        FpkVector<TC> config = readDoubles(config_, begin, end, a, {TRACE_FPKDAYS, "configcol->getNative failed."});
-        FpkVector<double> out = makeVector<double>(a, n);
-        FpkVector<NullFlags> outNull = makeVector<NullFlags>(a, n);
-        for (std::size_t i = 0; i < n; ++i) {
-            if (missing(from[i], fromNull[i]) || missing(to[i], toNull[i])) {
-                outNull[i] = 1;
-                continue;
+        FpkVector<TF> from = makeScratch<TF>(a, n);
+        FpkVector<TT> to = makeScratch<TT>(a, n);
+        FpkVector<TC> config = makeScratch<TC>(a, n);
+        FpkVector<double> out = makeScratch<double>(a, n);
+        FpkVector<NullFlags> fromNull = makeScratch<NullFlags>(a, n), toNull = makeScratch<NullFlags>(a, n),
+                             configNull = makeScratch<NullFlags>(a, n), outNull = makeScratch<NullFlags>(a, n);
+        const auto day = [](std::string_view t) {
+            return series::dayNumber(series::leadingNumber(t, 0, 4), series::leadingNumber(t, 4, 2),
+                                     series::leadingNumber(t, 6, 2));
+        };
+        forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
+            readRange(from_, c, stop, from.data(), fromNull.data(), {TRACE_FPKDAYS, "fromdatecol->getNative failed."});
+            readRange(to_, c, stop, to.data(), toNull.data(), {TRACE_FPKDAYS, "todatecol->getNative failed."});
+            readRange(config_, c, stop, config.data(), configNull.data(), {TRACE_FPKDAYS, "configcol->getNative failed."});
+            replaceNulls(config.data(), configNull.data(), stop - c, TC(0));
+            for (std::size_t i = 0; i < stop - c; ++i) {
+                outNull[i] = missing(from[i], fromNull[i]) || missing(to[i], toNull[i]) ? 1 : 0;
+                if (outNull[i]) {
+                    out[i] = 0.0;
+                    continue;
+                }
+                const long long f = day(from[i]), d = day(to[i]) - f;
+                const double k = config[i];
+                out[i] = (k >= 1 && k < 7) ? static_cast<double>(series::workingDays(f, d, static_cast<int>(k)))
+                                           : static_cast<double>(d);
             }
-            const auto day = [](std::string_view t) {
-                return series::dayNumber(series::leadingNumber(t, 0, 4), series::leadingNumber(t, 4, 2),
-                                         series::leadingNumber(t, 6, 2));
-            };
-            const long long f = day(from[i]), d = day(to[i]) - f;
-            const double c = config[i];
-            out[i] = (c >= 1 && c < 7) ? static_cast<double>(series::workingDays(f, d, static_cast<int>(c)))
-                                       : static_cast<double>(d);
-        }
-        writeRange(out_, begin, end, out.data(), outNull.data(), {TRACE_FPKDAYS, "totaldayscol->setNative failed."});
+            writeRange(out_, c, stop, out.data(), outNull.data(), {TRACE_FPKDAYS, "totaldayscol->setNative failed."});
+        });
     }
     void operator()(std::size_t begin, std::size_t end) override {
         run<std::string_view, std::string_view, double>(begin, end);
@@ -120,16 +156,10 @@ void FPKCommonFunctions::Days(ColumnBase* fromdate, ColumnBase* todate, ColumnBa
     if (todate->size() != n || config->size() != n)
         FPK_RAISE(ERR_FPK_COMM_COL_SIZE_NOT_EQUAL_3, {"COL1", "FROMDATE"}, {"COL2", "TODATE"}, {"COL3", "CONFIG"});
     RhoUtils::Allocator& a = daysAllocator();
-    {
-        FpkVector<std::string_view> from = readTexts(fromdate, a, {TRACE_FPKDAYS, "fromdatecol->getNative failed."});
-        FpkVector<std::string_view> to = readTexts(todate, a, {TRACE_FPKDAYS, "todatecol->getNative failed."});
-        // A null text reads as empty, and an empty date is not checked.
-        for (std::size_t i = 0; i < n; ++i) {
-            if (from[i].empty() || to[i].empty()) continue;
-            const long long f = checkedDay(from[i]);
-            const long long t = checkedDay(to[i]);
-            if (t < f) FPK_RAISE(ERR_FPK_DAYS_INVALID_FROMTO_DATE);
-        }
+    // Every row's dates are checked before the result is touched.
+    if (n > 0) {
+        auto check = makeJob<daysCheckvol>(a, fromdate, todate);
+        runColumnJob(*check, n, "Days", __FILE__, __LINE__);
     }
     ColumnBase* out = result->getColumn(0);
     resizeColumn(out, n, {TRACE_FPKDAYS, "totaldayscol->setNative failed."});

@@ -69,32 +69,90 @@ bool transform(double x, double method, double& out) {
     return true;
 }
 
-double roundToStep(double x, double s, int method) {
+void transformRows(const double* x, const unsigned char* xNull, const double* method, const unsigned char* methodNull,
+                   std::size_t n, double* out, unsigned char* outNull) {
+    // A chunk of one method (the usual case) runs a loop of that method
+    // alone, which the compiler turns into vector code where it can.
+    bool uniform = n > 0 && !methodNull[0];
+    for (std::size_t i = 1; i < n && uniform; ++i) uniform = method[i] == method[0] && !methodNull[i];
+    const double c = uniform ? std::trunc(method[0]) : -1;
+    const auto finish = [&](auto f) {
+        for (std::size_t i = 0; i < n; ++i) {
+            const double r = f(x[i]);
+            const bool bad = xNull[i] || !std::isfinite(r);
+            out[i] = bad ? 0.0 : r;
+            outNull[i] = bad ? 1 : 0;
+        }
+    };
+    if (c == 0)
+        finish([](double v) { return v; });
+    else if (c == 1)
+        finish([](double v) { return std::log(v); });
+    else if (c == 2)
+        finish([](double v) { return std::exp(v); });
+    else if (c == 3)
+        finish([](double v) { return std::sqrt(v); });
+    else if (c == 4)
+        finish([](double v) { return v * v; });
+    else if (c == 5)
+        finish([](double v) { return 1 / v; });
+    else
+        for (std::size_t i = 0; i < n; ++i) {
+            out[i] = 0.0;
+            outNull[i] = (xNull[i] || methodNull[i] || !transform(x[i], method[i], out[i])) ? 1 : 0;
+        }
+}
+
+RoundingStep roundingStep(double s) {
     constexpr double eps = 1e-9;
-    if (!std::isfinite(x)) return x;
-    bool decimal = false;
-    double R = 0, q;
+    RoundingStep r{s, 0, false};
     if (s < 1) {
         const double v = 1 / s;
-        R = std::floor(v + 0.5);
-        decimal = std::isfinite(v) && std::fabs(v - R) <= eps * v;
+        r.reciprocal = std::floor(v + 0.5);
+        r.decimal = std::isfinite(v) && std::fabs(v - r.reciprocal) <= eps * v;
     }
-    q = decimal ? x * R : x / s;
+    return r;
+}
+
+namespace {
+// floor and ceil of y >= 0 without a library call: below 2^52, adding and
+// taking away 2^52 rounds y to the nearest whole number exactly, which is
+// then corrected by one where it lies on the wrong side. A tiny negative y
+// gives 0 as ceil would (its sign does not matter to the callers).
+constexpr double kTwo52 = 4503599627370496.0;
+inline double floorNonNegative(double y) {
+    if (!(y < kTwo52)) return std::floor(y);
+    const double r = (y + kTwo52) - kTwo52;
+    return r > y ? r - 1 : r;
+}
+inline double ceilNonNegative(double y) {
+    if (!(y < kTwo52)) return std::ceil(y);
+    const double r = (y + kTwo52) - kTwo52;
+    return r < y ? r + 1 : r;
+}
+}  // namespace
+
+double roundToStep(double x, const RoundingStep& step, int method) {
+    constexpr double eps = 1e-9;
+    if (!std::isfinite(x)) return x;
+    const double q = step.decimal ? x * step.reciprocal : x / step.step;
     if (!std::isfinite(q)) return x;
     const double a = std::fabs(q);
     double k;
     if (a >= 4503599627370496.0)
         k = a;
     else if (method == FPKCommonFunctions::NEAREST)
-        k = std::floor((a + 0.5) + eps);
+        k = floorNonNegative((a + 0.5) + eps);
     else if (method == FPKCommonFunctions::UP)
-        k = std::ceil(a - eps);
+        k = ceilNonNegative(a - eps);
     else
-        k = std::floor(a + eps);
+        k = floorNonNegative(a + eps);
     if (k == 0) return 0.0;
     k = std::copysign(k, q);
-    return decimal ? k / R : k * s;
+    return step.decimal ? k / step.reciprocal : k * step.step;
 }
+
+double roundToStep(double x, double s, int method) { return roundToStep(x, roundingStep(s), method); }
 
 double cycleValue(const Wave* waves, std::size_t count, double t) {
     double v = 0;
@@ -118,9 +176,11 @@ public:
 
     template <class T>
     void run(std::size_t begin, std::size_t end) {
-        FpkVector<T> out = makeVector<T>(repeatAllocator(), end - begin);
-        series::repeat(pattern_, n_, begin, out.data(), end - begin);
-        writeRange(result_, begin, end, out.data(), nullptr, {TRACE_FPKREPEAT, "resultcol->setNative failed."});
+        FpkVector<T> out = makeScratch<T>(repeatAllocator(), std::min(end - begin, kChunkRows));
+        forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
+            series::repeat(pattern_, n_, c, out.data(), stop - c);
+            writeRange(result_, c, stop, out.data(), nullptr, {TRACE_FPKREPEAT, "resultcol->setNative failed."});
+        });
     }
     void operator()(std::size_t begin, std::size_t end) override { run<double>(begin, end); }
 
@@ -166,18 +226,19 @@ public:
 
     template <class TI, class TM>
     void run(std::size_t begin, std::size_t end) {
-        const std::size_t n = end - begin;
+        const std::size_t n = std::min(end - begin, kChunkRows);
         RhoUtils::Allocator& a = transformAllocator();
-        FpkVector<TI> x = makeVector<TI>(a, n);
-        FpkVector<TM> m = makeVector<TM>(a, n);
-        FpkVector<NullFlags> xNull = makeVector<NullFlags>(a, n), mNull = makeVector<NullFlags>(a, n);
-        readRange(input_, begin, end, x.data(), xNull.data(), {TRACE_FPKTRANSFORM, "inputcol->getNative failed."});
-        readRange(method_, begin, end, m.data(), mNull.data(), {TRACE_FPKTRANSFORM, "methodcol->getNative failed."});
-        FpkVector<double> out = makeVector<double>(a, n);
-        FpkVector<NullFlags> outNull = makeVector<NullFlags>(a, n);
-        for (std::size_t i = 0; i < n; ++i)
-            outNull[i] = (xNull[i] || mNull[i] || !series::transform(x[i], m[i], out[i])) ? 1 : 0;
-        writeRange(out_, begin, end, out.data(), outNull.data(), {TRACE_FPKTRANSFORM, "transformcol->setNative failed."});
+        FpkVector<TI> x = makeScratch<TI>(a, n);
+        FpkVector<TM> m = makeScratch<TM>(a, n);
+        FpkVector<double> out = makeScratch<double>(a, n);
+        FpkVector<NullFlags> xNull = makeScratch<NullFlags>(a, n), mNull = makeScratch<NullFlags>(a, n),
+                             outNull = makeScratch<NullFlags>(a, n);
+        forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
+            readRange(input_, c, stop, x.data(), xNull.data(), {TRACE_FPKTRANSFORM, "inputcol->getNative failed."});
+            readRange(method_, c, stop, m.data(), mNull.data(), {TRACE_FPKTRANSFORM, "methodcol->getNative failed."});
+            series::transformRows(x.data(), xNull.data(), m.data(), mNull.data(), stop - c, out.data(), outNull.data());
+            writeRange(out_, c, stop, out.data(), outNull.data(), {TRACE_FPKTRANSFORM, "transformcol->setNative failed."});
+        });
     }
     void operator()(std::size_t begin, std::size_t end) override { run<double, double>(begin, end); }
 
@@ -219,24 +280,39 @@ public:
 
     template <class TD, class TP, class TM>
     void run(std::size_t begin, std::size_t end) {
-        const std::size_t n = end - begin;
+        const std::size_t n = std::min(end - begin, kChunkRows);
         RhoUtils::Allocator& a = roundingAllocator();
-        FpkVector<TD> x = makeVector<TD>(a, n);
-        FpkVector<NullFlags> xNull = makeVector<NullFlags>(a, n);
-        readRange(date_, begin, end, x.data(), xNull.data(), {TRACE_FPKROUDING, "datecol->getNative failed."});
-        FpkVector<TP> s = makeVector<TP>(a, precision_ ? n : 0);
-        FpkVector<TM> m = makeVector<TM>(a, method_ ? n : 0);
-        if (precision_)
-            s = readDoubles(precision_, begin, end, a, {TRACE_FPKROUDING, "precisioncol->getNative failed."});
-        if (method_) m = readDoubles(method_, begin, end, a, {TRACE_FPKROUDING, "methodcol->getNative failed."});
-        FpkVector<double> out = makeVector<double>(a, n);
-        for (std::size_t i = 0; i < n; ++i) {
-            if (xNull[i]) continue;
-            const double step = precision_ ? s[i] : precisionValue_;
-            const int method = method_ ? static_cast<int>(std::trunc(m[i])) : methodValue_;
-            out[i] = series::roundToStep(x[i], step, method);
-        }
-        writeRange(out_, begin, end, out.data(), xNull.data(), {TRACE_FPKROUDING, "roundingcol->setNative failed."});
+        FpkVector<TD> x = makeScratch<TD>(a, n);
+        FpkVector<TP> s = makeScratch<TP>(a, precision_ ? n : 0);
+        FpkVector<TM> m = makeScratch<TM>(a, method_ ? n : 0);
+        FpkVector<double> out = makeScratch<double>(a, n);
+        FpkVector<NullFlags> xNull = makeScratch<NullFlags>(a, n), settingNull = makeScratch<NullFlags>(a, n);
+        const series::RoundingStep fixedStep = series::roundingStep(precisionValue_);
+        forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
+            const std::size_t rows = stop - c;
+            readRange(date_, c, stop, x.data(), xNull.data(), {TRACE_FPKROUDING, "datecol->getNative failed."});
+            if (precision_) {
+                readRange(precision_, c, stop, s.data(), settingNull.data(),
+                          {TRACE_FPKROUDING, "precisioncol->getNative failed."});
+                replaceNulls(s.data(), settingNull.data(), rows, 0.0);
+            }
+            if (method_) {
+                readRange(method_, c, stop, m.data(), settingNull.data(), {TRACE_FPKROUDING, "methodcol->getNative failed."});
+                replaceNulls(m.data(), settingNull.data(), rows, 0.0);
+            }
+            if (!precision_ && !method_) {
+                // One step and one method for every row: the step's form is worked out once.
+                for (std::size_t i = 0; i < rows; ++i)
+                    out[i] = xNull[i] ? 0.0 : series::roundToStep(x[i], fixedStep, methodValue_);
+            } else {
+                for (std::size_t i = 0; i < rows; ++i) {
+                    const double step = precision_ ? s[i] : precisionValue_;
+                    const int method = method_ ? static_cast<int>(std::trunc(m[i])) : methodValue_;
+                    out[i] = xNull[i] ? 0.0 : series::roundToStep(x[i], step, method);
+                }
+            }
+            writeRange(out_, c, stop, out.data(), xNull.data(), {TRACE_FPKROUDING, "roundingcol->setNative failed."});
+        });
     }
     void operator()(std::size_t begin, std::size_t end) override { run<double, double, double>(begin, end); }
 
@@ -303,15 +379,17 @@ public:
 
     template <class T>
     void run(std::size_t begin, std::size_t end) {
-        const std::size_t n = end - begin;
+        const std::size_t n = std::min(end - begin, kChunkRows);
         RhoUtils::Allocator& a = cyclesAllocator();
-        FpkVector<T> t = makeVector<T>(a, n);
-        FpkVector<NullFlags> nulls = makeVector<NullFlags>(a, n);
-        readRange(time_, begin, end, t.data(), nulls.data(), {TRACE_FPKCYCLES, "timecol->getNative failed."});
-        FpkVector<double> out = makeVector<double>(a, n);
-        for (std::size_t i = 0; i < n; ++i)
-            if (!nulls[i]) out[i] = series::cycleValue(waves_, count_, t[i]);
-        writeRange(out_, begin, end, out.data(), nulls.data(), {TRACE_FPKCYCLES, "cyclecol->setNative failed."});
+        FpkVector<T> t = makeScratch<T>(a, n);
+        FpkVector<double> out = makeScratch<double>(a, n);
+        FpkVector<NullFlags> nulls = makeScratch<NullFlags>(a, n);
+        forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
+            readRange(time_, c, stop, t.data(), nulls.data(), {TRACE_FPKCYCLES, "timecol->getNative failed."});
+            for (std::size_t i = 0; i < stop - c; ++i)
+                out[i] = nulls[i] ? 0.0 : series::cycleValue(waves_, count_, t[i]);
+            writeRange(out_, c, stop, out.data(), nulls.data(), {TRACE_FPKCYCLES, "cyclecol->setNative failed."});
+        });
     }
     void operator()(std::size_t begin, std::size_t end) override { run<double>(begin, end); }
 

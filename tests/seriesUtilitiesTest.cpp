@@ -112,6 +112,58 @@ TEST(Rounding, WorkedCases) {
     expectRows({}, call("ROUNDING", {col({}), col({1}), col({1})}), 0, "empty");
 }
 
+// Long columns with one method or one step for every row take the uniform
+// loops; they must agree with the library functions row by row, across
+// ranges and chunks, including halves and values near 2^52.
+TEST(SeriesUtilities, UniformColumnsMatchLibraryFunctions) {
+    const std::size_t n = 70000;
+    std::vector<double> x(n);
+    for (std::size_t i = 0; i < n; ++i) {
+        const double k = static_cast<double>(i);
+        switch (i % 5) {
+            case 0: x[i] = (k - 35000) / 8; break;                         // exact halves and quarters
+            case 1: x[i] = std::sin(k) * 1e6; break;                        // general values
+            case 2: x[i] = 4503599627370496.0 - k * 0.25; break;            // just below 2^52
+            case 3: x[i] = (k - 35000) * 1e-12; break;                      // tiny, both signs
+            default: x[i] = 0.015 * k - 500;                               // near cents
+        }
+    }
+    for (const double method : {1.0, 2.0, 3.0}) {
+        for (const double step : {1.0, 0.01, 25.0}) {
+            const std::vector<double> got = doublesOf(call("ROUNDING", {col(x), col({step}), col({method})}));
+            ASSERT_EQ(n, got.size());
+            const double r = std::floor(1 / step + 0.5);
+            const bool decimal = step < 1 && std::fabs(1 / step - r) <= 1e-9 / step;
+            for (std::size_t i = 0; i < n; ++i) {
+                const double q = decimal ? x[i] * r : x[i] / step, a = std::fabs(q);
+                double k = a >= 4503599627370496.0 ? a
+                           : method == 1       ? std::floor(a + 0.5 + 1e-9)
+                           : method == 2       ? std::ceil(a - 1e-9)
+                                               : std::floor(a + 1e-9);
+                const double expected = k == 0 ? 0.0 : (decimal ? std::copysign(k, q) / r : std::copysign(k, q) * step);
+                ASSERT_EQ(expected, got[i]) << "method " << method << " step " << step << " row " << i;
+            }
+        }
+    }
+    std::vector<double> positive(n);
+    for (std::size_t i = 0; i < n; ++i) positive[i] = i % 7 == 3 ? -x[i] - 1 : std::fabs(x[i]) + 0.5;
+    const std::vector<double (*)(double)> reference = {
+        [](double v) { return v; }, [](double v) { return std::log(v); }, [](double v) { return std::exp(v); },
+        [](double v) { return std::sqrt(v); }, [](double v) { return v * v; }, [](double v) { return 1 / v; }};
+    for (std::size_t m = 0; m < reference.size(); ++m) {
+        const std::vector<double> got =
+            doublesOf(call("TRANSFORM", {col(positive), col(std::vector<double>(n, static_cast<double>(m)))}));
+        ASSERT_EQ(n, got.size());
+        for (std::size_t i = 0; i < n; ++i) {
+            const double expected = reference[m](positive[i]);
+            if (std::isfinite(expected))
+                ASSERT_EQ(expected, got[i]) << "method " << m << " row " << i;
+            else
+                ASSERT_TRUE(std::isnan(got[i])) << "method " << m << " row " << i << " should be null";
+        }
+    }
+}
+
 TEST(Rounding, Errors) {
     const std::string value = "ERR_FPK_COMM_INVALID_COL_VALUE";
     expectError(call("ROUNDING", {col({1, 2, 3}), col({0.5, 0, 1}), col({1, 4, 1})}), value,

@@ -89,12 +89,12 @@ public:
     void run(std::size_t begin, std::size_t end) {
         const std::size_t m = end - begin < kSliceRows ? end - begin : kSliceRows;
         RhoUtils::Allocator& alloc = cashFlowAllocator();
-        FpkVector<T> prime = makeVector<T>(alloc, m);
-        FpkVector<T> rate = makeVector<T>(alloc, m);
-        FpkVector<T> out = makeVector<T>(alloc, m);
-        FpkVector<NullFlags> primeNull = makeVector<NullFlags>(alloc, m);
-        FpkVector<NullFlags> rateNull = makeVector<NullFlags>(alloc, m);
-        FpkVector<NullFlags> outNull = makeVector<NullFlags>(alloc, m);
+        FpkVector<T> prime = makeScratch<T>(alloc, m);
+        FpkVector<T> rate = makeScratch<T>(alloc, m);
+        FpkVector<T> out = makeScratch<T>(alloc, m);
+        FpkVector<NullFlags> primeNull = makeScratch<NullFlags>(alloc, m);
+        FpkVector<NullFlags> rateNull = makeScratch<NullFlags>(alloc, m);
+        FpkVector<NullFlags> outNull = makeScratch<NullFlags>(alloc, m);
         for (std::size_t b = begin; b < end; b += m) {
             const std::size_t e = end - b < m ? end : b + m;
             readRange(primeCol_, b, e, prime.data(), primeNull.data(), kPrimeRead);

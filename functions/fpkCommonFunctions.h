@@ -63,6 +63,9 @@ RoundingStep roundingStep(double step);
 // x rounded to a multiple of step by method (1 nearest, 2 up, 3 down); see ROUNDING.
 double roundToStep(double x, double step, int method);
 double roundToStep(double x, const RoundingStep& step, int method);
+// n rows rounded by one step and method as roundToStep does; null rows give 0.
+void roundRows(const double* x, const unsigned char* xNull, std::size_t n, const RoundingStep& step, int method,
+               double* out);
 // One wave of CYCLES.
 struct Wave {
     double amplitude, length, start;

@@ -2,6 +2,7 @@
 // are independent, computed as column jobs.
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 #include "../common/fpkAllocator.h"
@@ -77,12 +78,10 @@ void transformRows(const double* x, const unsigned char* xNull, const double* me
     for (std::size_t i = 1; i < n && uniform; ++i) uniform = method[i] == method[0] && !methodNull[i];
     const double c = uniform ? std::trunc(method[0]) : -1;
     const auto finish = [&](auto f) {
-        for (std::size_t i = 0; i < n; ++i) {
-            const double r = f(x[i]);
-            const bool bad = xNull[i] || !std::isfinite(r);
-            out[i] = bad ? 0.0 : r;
-            outNull[i] = bad ? 1 : 0;
-        }
+        for (std::size_t i = 0; i < n; ++i) out[i] = f(x[i]);
+        for (std::size_t i = 0; i < n; ++i)
+            outNull[i] = static_cast<unsigned char>(xNull[i] | !(std::fabs(out[i]) <= std::numeric_limits<double>::max()));
+        replaceNulls(out, outNull, n, 0.0);
     };
     if (c == 0)
         finish([](double v) { return v; });
@@ -114,24 +113,6 @@ RoundingStep roundingStep(double s) {
     return r;
 }
 
-namespace {
-// floor and ceil of y >= 0 without a library call: below 2^52, adding and
-// taking away 2^52 rounds y to the nearest whole number exactly, which is
-// then corrected by one where it lies on the wrong side. A tiny negative y
-// gives 0 as ceil would (its sign does not matter to the callers).
-constexpr double kTwo52 = 4503599627370496.0;
-inline double floorNonNegative(double y) {
-    if (!(y < kTwo52)) return std::floor(y);
-    const double r = (y + kTwo52) - kTwo52;
-    return r > y ? r - 1 : r;
-}
-inline double ceilNonNegative(double y) {
-    if (!(y < kTwo52)) return std::ceil(y);
-    const double r = (y + kTwo52) - kTwo52;
-    return r < y ? r + 1 : r;
-}
-}  // namespace
-
 double roundToStep(double x, const RoundingStep& step, int method) {
     constexpr double eps = 1e-9;
     if (!std::isfinite(x)) return x;
@@ -142,17 +123,65 @@ double roundToStep(double x, const RoundingStep& step, int method) {
     if (a >= 4503599627370496.0)
         k = a;
     else if (method == FPKCommonFunctions::NEAREST)
-        k = floorNonNegative((a + 0.5) + eps);
+        k = std::floor((a + 0.5) + eps);
     else if (method == FPKCommonFunctions::UP)
-        k = ceilNonNegative(a - eps);
+        k = std::ceil(a - eps);
     else
-        k = floorNonNegative(a + eps);
+        k = std::floor(a + eps);
     if (k == 0) return 0.0;
     k = std::copysign(k, q);
     return step.decimal ? k / step.reciprocal : k * step.step;
 }
 
 double roundToStep(double x, double s, int method) { return roundToStep(x, roundingStep(s), method); }
+
+void roundRows(const double* x, const unsigned char* xNull, std::size_t n, const RoundingStep& step, int method,
+               double* out) {
+    // The rows go through one branch-free loop per method that runs as
+    // vector code. floor and ceil of y >= 0 are taken without a library call:
+    // below 2^52, adding and taking away 2^52 rounds y to the nearest whole
+    // number exactly, and a comparison corrects it by one where it lies on
+    // the wrong side. Rows the loop cannot take (values too large for that,
+    // infinities, NaN, steps whose reciprocal overflows) are redone by
+    // roundToStep afterwards, found by a bound with a factor of two to spare.
+    constexpr double eps = 1e-9, two52 = 4503599627370496.0;
+    // Local copies: the loops write through `out`, which could otherwise alias `step`.
+    const double s = step.step, reciprocal = step.reciprocal;
+    const auto rows = [&](auto whole) {
+        // Both sides of every choice are computed, so that the compiler may
+        // turn the choices into selects.
+        if (step.decimal)
+            for (std::size_t i = 0; i < n; ++i) {
+                const double q = x[i] * reciprocal, k = whole(std::fabs(q)), v = std::copysign(k, q) / reciprocal;
+                out[i] = k == 0 ? 0.0 : v;
+            }
+        else
+            for (std::size_t i = 0; i < n; ++i) {
+                const double q = x[i] / s, k = whole(std::fabs(q)), v = std::copysign(k, q) * s;
+                out[i] = k == 0 ? 0.0 : v;
+            }
+    };
+    if (method == FPKCommonFunctions::NEAREST)
+        rows([](double a) {
+            const double y = (a + 0.5) + eps, r = (y + two52) - two52, below = r - 1;
+            return r > y ? below : r;
+        });
+    else if (method == FPKCommonFunctions::UP)
+        rows([](double a) {
+            const double y = a - eps, r = (y + two52) - two52, above = r + 1;  // a tiny negative y gives 0, as ceil would
+            return r < y ? above : r;
+        });
+    else
+        rows([](double a) {
+            const double y = a + eps, r = (y + two52) - two52, below = r - 1;
+            return r > y ? below : r;
+        });
+    const double scale = step.decimal ? step.reciprocal : 1 / step.step;
+    const double limit = 0.25 * two52 / scale;  // |q| stays below 2^50, so y below 2^52
+    for (std::size_t i = 0; i < n; ++i)
+        if (!(std::fabs(x[i]) < limit)) out[i] = roundToStep(x[i], step, method);
+    replaceNulls(out, xNull, n, 0.0);
+}
 
 double cycleValue(const Wave* waves, std::size_t count, double t) {
     double v = 0;
@@ -302,8 +331,7 @@ public:
             }
             if (!precision_ && !method_) {
                 // One step and one method for every row: the step's form is worked out once.
-                for (std::size_t i = 0; i < rows; ++i)
-                    out[i] = xNull[i] ? 0.0 : series::roundToStep(x[i], fixedStep, methodValue_);
+                series::roundRows(x.data(), xNull.data(), rows, fixedStep, methodValue_, out.data());
             } else {
                 for (std::size_t i = 0; i < rows; ++i) {
                     const double step = precision_ ? s[i] : precisionValue_;

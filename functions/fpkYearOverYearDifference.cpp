@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include "../common/fpkAllocator.h"
 #include "../common/fpkColumnIO.h"
@@ -70,17 +71,15 @@ void difference(const double* b, std::size_t begin, std::size_t end, FPKYearOver
         out[r - begin] = 0.0;
         nulls[r - begin] = 1;
     }
+    if (r < end) std::memset(nulls + (r - begin), 0, end - r);
+    // The values alone, so that the loops run as vector code.
     if (style == FPKYearOverYearDifference::ABSOLUTE) {
-        for (; r < end; ++r) {
-            out[r - begin] = b[r] - b[r - kLag];
-            nulls[r - begin] = 0;
-        }
+        for (; r < end; ++r) out[r - begin] = b[r] - b[r - kLag];
     } else {
         for (; r < end; ++r) {
             const double diff = b[r] - b[r - kLag];
             const double ratio = diff / std::fabs(b[r - kLag]);
             out[r - begin] = ratio * 100.0;
-            nulls[r - begin] = 0;
         }
     }
 }

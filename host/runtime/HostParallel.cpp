@@ -49,9 +49,13 @@ void runTask(const Task& t) {
     }
     std::lock_guard<std::mutex> lock(t.group->mutex);
     if (error && t.index < t.group->errorRange) {
-        t.group->error = error;
+        t.group->error = std::move(error);
         t.group->errorRange = t.index;
     }
+    // The task lets go of its exception before the caller can see the last
+    // range finish: the caller then holds the only reference to the error it
+    // rethrows, and no worker frees an exception the caller still reads.
+    error = nullptr;
     if (--t.group->pending == 0) t.group->done.notify_all();
 }
 

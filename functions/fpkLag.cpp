@@ -65,7 +65,25 @@ void shift(const double* v, std::size_t n, const double* pad, const double* peri
            std::size_t end, double* out) {
     const double limit = static_cast<double>(n);
     const int64_t rows = static_cast<int64_t>(n);
-    for (std::size_t i = 0; i < end - begin; ++i) {
+    const std::size_t m = end - begin;
+    if (m == 0) return;
+    // A chunk whose rows all have one shift (the usual case) is a run of the
+    // series, with PAD where the run leaves it: copied as a block.
+    const double p0 = period[0];
+    bool same = !std::isnan(p0) && std::fabs(p0) < limit;
+    for (std::size_t i = 1; i < m && same; ++i) same = period[i] == p0;
+    if (same) {
+        const int64_t k = static_cast<int64_t>(p0);
+        const int64_t first = static_cast<int64_t>(begin) - k;  // source of row `begin`
+        // Rows i in [lo, hi) have a source inside the series.
+        const int64_t lo = std::clamp<int64_t>(-first, 0, static_cast<int64_t>(m));
+        const int64_t hi = std::clamp<int64_t>(rows - first, lo, static_cast<int64_t>(m));
+        std::copy(pad, pad + lo, out);
+        if (hi > lo) std::copy(v + (first + lo), v + (first + hi), out + lo);
+        std::copy(pad + hi, pad + m, out + hi);
+        return;
+    }
+    for (std::size_t i = 0; i < m; ++i) {
         const double p = period[i];
         if (std::isnan(p) || std::fabs(p) >= limit) {
             out[i] = pad[i];

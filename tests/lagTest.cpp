@@ -54,22 +54,29 @@ TEST(Lag, Errors) {
 
 // Shifts that cross range boundaries in both directions, against a direct
 // reading of the definition.
+// Random shifts per row, and one shift for all rows (copied a block at a
+// time) with runs that leave the series at either end, across ranges.
 TEST(Lag, AcrossRanges) {
     const std::size_t n = 200000;
     std::mt19937 gen(3);
     std::uniform_real_distribution<double> shift(-150000, 150000);
-    std::vector<double> v(n), pad(n), period(n);
+    std::vector<double> v(n), pad(n), random(n);
     for (std::size_t r = 0; r < n; ++r) {
         v[r] = static_cast<double>(r);
         pad[r] = -1.0 - static_cast<double>(r);
-        period[r] = shift(gen);
+        random[r] = shift(gen);
     }
-    std::vector<double> got = doublesOf(call("LAG", {col(v), col(pad), col(period)}));
-    ASSERT_EQ(got.size(), n);
-    for (std::size_t r = 0; r < n; ++r) {
-        const double src = static_cast<double>(r) - std::trunc(period[r]);
-        const double expected = (src >= 0 && src < n) ? src : pad[r];
-        ASSERT_EQ(got[r], expected) << r;
+    std::vector<std::vector<double>> periods = {random};
+    for (double k : {1.0, 12.9, -3.0, 70000.0, -130000.0, 199999.0, 200000.0})
+        periods.push_back(std::vector<double>(n, k));
+    for (const std::vector<double>& period : periods) {
+        std::vector<double> got = doublesOf(call("LAG", {col(v), col(pad), col(period)}));
+        ASSERT_EQ(got.size(), n);
+        for (std::size_t r = 0; r < n; ++r) {
+            const double src = static_cast<double>(r) - std::trunc(period[r]);
+            const double expected = (std::fabs(period[r]) < n && src >= 0 && src < n) ? src : pad[r];
+            ASSERT_EQ(got[r], expected) << "row " << r << " shift " << period[r];
+        }
     }
 }
 

@@ -1,5 +1,7 @@
 #include "testSupport.h"
 
+#include <algorithm>
+
 namespace fpktest {
 
 qelhost::Plugin& plugin() {
@@ -57,6 +59,29 @@ void expectError(const CallResult& r, const std::string& name, const std::string
     ASSERT_TRUE(r.error.has_value()) << "expected " << name;
     EXPECT_EQ(r.error->name, name);
     EXPECT_EQ(r.error->message, message);
+}
+
+void expectNearAll(const std::vector<double>& got, const std::vector<double>& want, double tol, bool relative) {
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t i = 0; i < want.size(); ++i) {
+        if (std::isnan(want[i])) {
+            EXPECT_TRUE(std::isnan(got[i])) << "row " << i << " should be null, is " << got[i];
+            continue;
+        }
+        EXPECT_NEAR(got[i], want[i], relative ? tol * std::max(1.0, std::fabs(want[i])) : tol) << "row " << i;
+    }
+}
+
+void expectColumn(const CallResult& r, const std::vector<double>& want, double tol, bool relative, std::size_t c) {
+    ASSERT_FALSE(r.error) << r.error->message;
+    SCOPED_TRACE(testing::Message() << "column " << c);
+    expectNearAll(doublesOf(r, c), want, tol, relative);
+}
+
+TableHandle tableOf(const std::string& name, const std::vector<ColumnHandle>& cols) {
+    TablePtr t = Table::make(name);
+    for (const ColumnHandle& c : cols) t->addColumn(c);
+    return TableHandle(t);
 }
 
 std::string cataloguedMessage(int32_t code, const std::vector<std::pair<std::string, std::string>>& args) {

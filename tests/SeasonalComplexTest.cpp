@@ -182,3 +182,12 @@ TEST(SeasonalComplex, FailedOverrideReadIsReportedOnlyWhenOverridesAreUsed) {
     qelhost::setTraceLevel("QELFPKSEASONALCOMPLEX", 0);
     expectColumn(r, {92, 109, 121, 98, 100, 117, 129, 106, 108, 125, 137, 114}, 1e-9, false, 3);
 }
+
+// Overrides and a multiplicative cycle reach code the robustness test's input
+// does not.
+TEST(SeasonalComplex, HostFailuresRaiseInternalErrorWithoutLeaks) {
+    expectHostFaultsAreInternal([] {
+        return complexCall(kMultiplicative, kDays20, {1, 0.1, 8, 1, 2}, {0, 1, 0, 0}, {0, 5, 0, 0},
+                           {4, 4, 2, 2, 2, 3, 2});
+    });
+}

@@ -165,3 +165,9 @@ TEST(SeasonalSimple, TracesItsFirstLine) {
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.front(), "Information: FPKSeasonalSimple::execute() begin");
 }
+
+// The multiplicative model with its fitted history rows reaches code the
+// robustness test's additive input does not.
+TEST(SeasonalSimple, HostFailuresRaiseInternalErrorWithoutLeaks) {
+    expectHostFaultsAreInternal([] { return seasonalSimple({1, 1, 1, 1, 1, 4}, {0}, kExample2, {4}, {4}); });
+}

@@ -116,3 +116,11 @@ TEST(SeasonalSimulation, Errors) {
     expectError(call("SEASONALSIMULATION", {withNulls({1, 12, 2}, {0}), col({1}), col({80, 120, 0, 1})}),
                 "ERR_FPK_COMM_INVALID_COL_VALUE", value + "Method should be in (1,2).");
 }
+
+// Knots (the robustness test's input has harmonics), with nulls and periods
+// outside the season.
+TEST(SeasonalSimulation, HostFailuresRaiseInternalErrorWithoutLeaks) {
+    // The columns are made before any fault is armed: the test's own writes count too.
+    const auto periods = withNulls(range(-3, 30), {5});
+    expectHostFaultsAreInternal([&] { return simulate({2, 12, 4}, periods, {0, 100, 1, 3, 2, 0}); });
+}

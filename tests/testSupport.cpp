@@ -110,4 +110,23 @@ std::size_t libraryBytes() {
     return a != nullptr ? a->outstandingBytes() : 0;
 }
 
+void expectHostFaultsAreInternal(const std::function<CallResult()>& run) {
+    ASSERT_FALSE(run().error);
+    const std::size_t before = libraryBytes();
+    for (qelhost::Fault fault : {qelhost::Fault::GetNative, qelhost::Fault::SetNative, qelhost::Fault::Allocate}) {
+        long long k = 1;
+        for (; k < 10000; ++k) {
+            qelhost::armFault(fault, k);
+            const CallResult r = run();
+            const bool fired = qelhost::faultFired();
+            qelhost::disarmFaults();
+            if (!fired) break;
+            ASSERT_TRUE(r.error) << "fault " << static_cast<int>(fault) << " at " << k;
+            EXPECT_EQ(r.error->name, "ERR_FPK_COMM_INTERNAL_ERR");
+        }
+        EXPECT_GT(k, 1) << "no fault of kind " << static_cast<int>(fault) << " was reached";
+    }
+    EXPECT_EQ(libraryBytes(), before);
+}
+
 }  // namespace fpktest

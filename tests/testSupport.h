@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -62,5 +63,10 @@ TableHandle tableOf(const std::string& name, const std::vector<ColumnHandle>& co
 
 // Sums the outstanding bytes of the library allocator.
 std::size_t libraryBytes();
+
+// Makes each host column read, column write and allocation that `run` reaches
+// fail in turn: every failure must end in the internal error, and no library
+// memory may stay allocated. Inputs made inside `run` must not write columns.
+void expectHostFaultsAreInternal(const std::function<CallResult()>& run);
 
 }  // namespace fpktest

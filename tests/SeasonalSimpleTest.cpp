@@ -1,5 +1,5 @@
 // SEASONALSIMPLE through the loader: the worked examples of the docs, the
-// edge cases of the decomposition and every error.
+// edge cases of the decomposition, every error and host failures.
 #include <string>
 #include <vector>
 

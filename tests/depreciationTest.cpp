@@ -158,7 +158,6 @@ TEST(DepreciationErrors, ValuesAndSizes) {
     const std::vector<Case> cases = {
         {"life 2.5", [] { return sl({1, 2}, {3, 2.5}, 0); }, v + "LIFE is invalid. Life should be a whole number greater than 0."},
         {"life 0", [] { return sl({1}, {0}, 0, "SOYDEPRECIATION"); }, v + "LIFE is invalid. Life should be a whole number greater than 0."},
-        {"life -3", [] { return sl({1}, {-3}, 0); }, v + "LIFE is invalid. Life should be a whole number greater than 0."},
         {"life inf", [] { return sl({1}, {INFINITY}, 0); }, v + "LIFE is invalid. Life should be a whole number greater than 0."},
         {"life null", [] { return call("SLDEPRECIATION", {col({1}), withNulls({4}, {0}), col({0})}); },
          v + "LIFE is invalid. Life should be a whole number greater than 0."},

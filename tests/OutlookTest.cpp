@@ -15,13 +15,6 @@ CallResult outlook(const V& plan, const V& actual, const V& method, const V& kin
     return call("OUTLOOK", {col(plan), col(actual), col(method), col(kind), scol({date})});
 }
 
-void expectValues(const CallResult& r, const V& want, double tol) {
-    ASSERT_FALSE(r.error) << r.error->message;
-    const V got = doublesOf(r);
-    ASSERT_EQ(got.size(), want.size());
-    for (std::size_t i = 0; i < want.size(); ++i) EXPECT_NEAR(got[i], want[i], tol) << "row " << i;
-}
-
 const V kFlat(12, 100);
 const V kShaped = {80, 80, 100, 100, 120, 120, 100, 100, 80, 80, 120, 200};
 
@@ -32,6 +25,7 @@ V concat(V a, const V& b) {
 
 }  // namespace
 
+// The shaped plan under RATIO and TARGET runs whole through examples/outlook*.json.
 TEST(Outlook, WorkedExamples) {
     struct Case {
         const char* what;
@@ -44,10 +38,6 @@ TEST(Outlook, WorkedExamples) {
         {"plan", kFlat, a4, {0}, {3}, "202405", concat(a4, V(8, 100))},
         {"run rate", kFlat, a4, {1}, {3}, "202405", concat(a4, V(8, 90))},
         {"target", kFlat, a4, {2}, {3}, "202405", concat(a4, V(8, 105))},
-        {"run rate, shaped plan", kShaped, {88, 92, 110}, {1}, {1}, "20240401",
-         {88, 92, 110, 111.5385, 133.8462, 133.8462, 111.5385, 111.5385, 89.2308, 89.2308, 133.8462, 223.0769}},
-        {"target, shaped plan", kShaped, {88, 92, 110}, {2}, {1}, "20240401",
-         {88, 92, 110, 97.0588, 116.4706, 116.4706, 97.0588, 97.0588, 77.6471, 77.6471, 116.4706, 194.1176}},
         {"unknown method is plan", kShaped, {88, 92, 110}, {7}, {1}, "20240401",
          {88, 92, 110, 100, 120, 120, 100, 100, 80, 80, 120, 200}},
         {"target with no plan left", {100, 100, 0, 0}, {90, 90}, {2}, {3}, "202403", {90, 90, 10, 10}},
@@ -66,7 +56,7 @@ TEST(Outlook, WorkedExamples) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        expectValues(outlook(c.plan, c.actual, c.method, c.kind, c.date), c.want, 5e-5);
+        expectColumn(outlook(c.plan, c.actual, c.method, c.kind, c.date), c.want, 5e-5);
     }
 }
 
@@ -83,9 +73,9 @@ TEST(Outlook, TargetMeetsThePlanTotal) {
 TEST(Outlook, NullsCountAsZero) {
     auto r = call("OUTLOOK", {withNulls(kFlat, {5}), withNulls({80, 90, 100, 90}, {1}), withNulls({1}, {0}),
                               col({3}), scol({"202405"})});
-    expectValues(r, {80, 0, 100, 90, 100, 0, 100, 100, 100, 100, 100, 100}, 0);
+    expectColumn(r, {80, 0, 100, 90, 100, 0, 100, 100, 100, 100, 100, 100}, 0);
     r = call("OUTLOOK", {col(kFlat), col({80}), col({1}), withNulls({3}, {0}), scol({"202405"})});
-    expectValues(r, kFlat, 0);
+    expectColumn(r, kFlat, 0);
 }
 
 TEST(Outlook, Errors) {

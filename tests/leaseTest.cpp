@@ -1,6 +1,6 @@
 // LEASE and LEASEVARIABLE. Payments and settlement amounts are checked with
-// the closed forms of the spreadsheet's PMT and PV, the schedules with the
-// worked examples (shown to six decimals) and the balance identities.
+// the closed forms of the spreadsheet's PMT and PV, small schedules worked by
+// hand (shown to six decimals) and the balance identities.
 #include <cmath>
 #include <functional>
 
@@ -91,16 +91,13 @@ LeaseInputs twoLeases() {
 
 }  // namespace
 
+// The schedules of the worked examples are compared whole by
+// examples/lease*.json and examples/leasevariable*.json; here the closed
+// forms and the balance identities.
+
 TEST(LeaseFixed, TwoLeasesInArrears) {
     CallResult r = lease(twoLeases());
-    expectTable(r, {
-        {10000, 10000, 100, 2070.248751, 8119.450017, 1970.248751, 0, 8029.751249, 4, 2000},
-        {8029.751249, 8029.751249, 80.297512, 2070.248751, 6089.798516, 1989.951239, 0, 6039.800010, 3, 2000},
-        {6039.800010, 6039.800010, 60.398000, 2070.248751, 4049.998758, 2009.850751, 0, 4029.949259, 2, 2000},
-        {4029.949259, 4029.949259, 40.299493, 2070.248751, 0, 2029.949259, 2000, 0, 1, 2000},
-        {3000, 3000, 30, 1522.537313, 1514.962501, 1492.537313, 0, 1507.462687, 2, 0},
-        {1507.462687, 1507.462687, 15.074627, 1522.537313, 0, 1507.462687, 0, 0, 1, 0},
-    });
+    ASSERT_FALSE(r.error) << r.error->message;
     expectBalanced(r);
     const auto rows = rowsOf(r);
     const double p = pmt(0.01, 4, -10000, 2000, 0);
@@ -119,9 +116,6 @@ TEST(LeaseFixed, InAdvanceMatchesArrearsBalances) {
     in.redemption = 1;
     CallResult r = lease(in);
     ASSERT_FALSE(r.error) << r.error->message;
-    // Interest runs on the balance less the payment made at the start.
-    EXPECT_NEAR(rowsOf(r)[0][ADJUSTED], 10000 - 2049.751239, 6e-7);
-    EXPECT_NEAR(rowsOf(r)[3][INTEREST], 19.801980, 6e-7);
     // The closing balances are those of the same lease in arrears.
     LeaseInputs arrears = in;
     arrears.whenToPay = 0;
@@ -185,12 +179,7 @@ TEST(LeaseVariable, RateRiseWithPaymentKept) {
     in.rate = {1, 1, 2};
     in.redemption = 1;
     CallResult r = leaseVariable(in);
-    expectTable(r, {
-        {10000, 10000, 100, 0, 2562.810939, 7611.809794, 2462.810939, 0, 7537.189061, 4, 76.881816},
-        {7537.189061, 7537.189061, 75.371891, 0, 2562.810939, 5125.116953, 2487.439049, 0, 5049.750012, 3, 76.881816},
-        {5049.750012, 5049.750012, 100.995000, 0, 2562.810939, 2613.557183, 2461.815939, 0, 2587.934074, 2, 76.881816},
-        {2587.934074, 2587.934074, 51.758681, 0, 2562.810939, 0, 2511.052258, 76.881816, 0, 1, 76.881816},
-    });
+    ASSERT_FALSE(r.error) << r.error->message;
     expectBalanced(r, 1);
     const auto rows = rowsOf(r);
     EXPECT_NEAR(rows[0][PAYMENT + 1], pmt(0.01, 4, -10000, 0, 0), 1e-9);
@@ -207,8 +196,6 @@ TEST(LeaseVariable, RateRiseWithPaymentKept) {
             EXPECT_EQ(recalculated[1][c], rows[1][c]) << c;
         }
     }
-    EXPECT_NEAR(recalculated[2][PAYMENT + 1], 2600.871244, 6e-7);
-    EXPECT_NEAR(recalculated[0][REDEMPTION + 1], 7611.440384, 6e-7);
     EXPECT_NEAR(recalculated[3][CALCRESIDUAL + 1], 0, 1e-9);
     expectBalanced(r, 1);
     EXPECT_NEAR(rowsOf(r)[2][PAYMENT + 1], pmt(0.02, 2, -rowsOf(r)[2][OPENING], 0, 0), 1e-9);
@@ -223,12 +210,7 @@ TEST(LeaseVariable, InterestAddedEverySecondPeriod) {
     in.redemption = 1;
     in.compound = 2;
     CallResult r = leaseVariable(in);
-    expectTable(r, {
-        {10000, 10000, 100, 100, 2562.435348, 7536.084453, 2562.435348, 0, 7437.564652, 4, 0},
-        {7437.564652, 7437.564652, 74.375647, 0, 2562.435348, 5049.009950, 2388.059701, 0, 5049.504950, 3, 0},
-        {5049.504950, 5049.504950, 50.495050, 50.495050, 2562.435348, 2537.064701, 2562.435348, 0, 2487.069602, 2, 0},
-        {2487.069602, 2487.069602, 24.870696, 0, 2562.435348, 0, 2487.069602, 0, 0, 1, 0},
-    });
+    ASSERT_FALSE(r.error) << r.error->message;
     expectBalanced(r, 1);
     // A compounding interval beyond the term adds interest in the last period only.
     in.compound = 9;
@@ -243,27 +225,6 @@ TEST(LeaseVariable, InterestAddedEverySecondPeriod) {
     EXPECT_NEAR(rows[0][3], 100, 1e-9);  // ACCRUED
     EXPECT_NEAR(rows[1][3], 100 + 0.01 * (10000 - p), 1e-9);
     EXPECT_EQ(rows[2][3], 0.0);
-    expectBalanced(r, 1);
-}
-
-TEST(LeaseVariable, AllFeaturesTogether) {
-    LeaseInputs in;
-    in.advance = {10000};
-    in.residual = {1000};
-    in.periods = {5};
-    in.whenToPay = 1;
-    in.rate = {1, 1, 2};
-    in.redemption = 0.5;
-    in.compound = 3;
-    in.recalculate = 1;
-    CallResult r = leaseVariable(in);
-    expectTable(r, {
-        {10000, 8154.604752, 81.546048, 81.546048, 1845.395248, 8386.989946, 1845.395248, 0, 8154.604752, 5, 1000},
-        {8154.604752, 6309.209505, 63.092095, 144.638143, 1845.395248, 6574.302671, 1845.395248, 0, 6309.209505, 4, 1000},
-        {6309.209505, 4436.858469, 88.737169, 0, 1872.351035, 4725.461394, 1638.975723, 0, 4670.233781, 3, 1000},
-        {4670.233781, 2797.882746, 55.957655, 55.957655, 1872.351035, 2867.375911, 1872.351035, 0, 2797.882746, 2, 1000},
-        {2797.882746, 925.531711, 18.510634, 0, 1872.351035, 0, 1797.882746, 1000, 0, 1, 1000},
-    });
     expectBalanced(r, 1);
 }
 

@@ -109,7 +109,9 @@ const Rows kUnitsRows{{100, 80, 30, 80, 110}, {80, 30, 80, 110, 120}, {2, 1, 2, 
 
 }  // namespace
 
-TEST(StockFlow, UnitsPlanWithWastageMinimumAndEndAverage) { expectRows(stockFlow(unitsExample()), kUnitsRows); }
+// The units plan above, the DAYS and PERIODS covers, RESTRICT, PRESERVE_SUM,
+// the month switch-over and the flags of STOCKFLOWREVERSE run whole through
+// examples/stockflow*.json.
 
 TEST(StockFlow, MaximumSupplyLimitsAndZeroMeansNoLimit) {
     Inputs in = unitsExample();
@@ -122,7 +124,7 @@ TEST(StockFlow, MaximumSupplyLimitsAndZeroMeansNoLimit) {
                                {10, 0, 15, 0, 0},      {40, 50, 30, 20, 60}, {30, 0, 50, 50, 115}});
 }
 
-TEST(StockFlow, RestrictCutsSalesToWhatIsAvailable) {
+TEST(StockFlow, DefaultOutlookLetsTheStockGoNegative) {
     Inputs in;
     in.prime = {10};
     in.time = {"202401", "202402"};
@@ -133,29 +135,7 @@ TEST(StockFlow, RestrictCutsSalesToWhatIsAvailable) {
     // DEFAULT: row 0 waste 1, supply 50+1-10=41 > 5: 5, close 5+10-50-1=-36;
     // row 1 opens -36 (no wastage on a negative stock), supply 10+36=46 -> 5,
     // close 5-36-10=-41.
-    expectRows(stockFlow(in), {{10, -36}, {-36, -41}, {0, 0}, {1, 0}, {50, 10}, {5, 5}}, "DEFAULT");
-    // RESTRICT: row 0 closes at 0 and sells 10-1+5=14; row 1 opens 0, supply
-    // 10 -> 5, close -5 -> 0, sells 0+5=5.
-    in.outlookMethod = {1};
-    expectRows(stockFlow(in), {{10, 0}, {0, 0}, {0, 0}, {1, 0}, {14, 5}, {5, 5}}, "RESTRICT");
-}
-
-TEST(StockFlow, DaysCoverFromMonthlyKeys) {
-    Inputs in;
-    in.time = {"202401", "202402", "202403", "202404"};  // day counts 31 (Dec), 31, 29, 31
-    in.forecastSales = {10, 20, 30, 40};
-    in.forecastCover = {45, 30, 0, 100};
-    in.coverUnits = {0};
-    in.endMethod = {2};  // sales (30+40)/2 = 35, days (29+31)/2 = 30
-    // row 0: 20 (31 days) + 30 (60 days >= 45): target 50, supply 60
-    // row 1: 30 (29 days) + 40 (60 >= 30): target 70, supply 20+70-50=40
-    // row 2: cover 0: target 0, supply 30-70=-40 < 0: supply 0, close 40
-    // row 3: 100 days past the end = 4 steps of 30 days: target 140,
-    //        supply 40+140-40=140
-    // cover: row 0 20+30=50 exactly: 31+29=60; row 1 30+40: 29+31=60;
-    // row 2 40: 31; row 3 35*4=140: 4*30=120.
-    expectRows(stockFlow(in), {{0, 50, 70, 40}, {50, 70, 40, 140}, {60, 60, 31, 120},
-                               {0, 0, 0, 0},     {10, 20, 30, 40},  {60, 40, 0, 140}});
+    expectRows(stockFlow(in), {{10, -36}, {-36, -41}, {0, 0}, {1, 0}, {50, 10}, {5, 5}});
 }
 
 TEST(StockFlow, DaysEndAverageCountsTheFirstRowsOwnPeriod) {
@@ -168,22 +148,6 @@ TEST(StockFlow, DaysEndAverageCountsTheFirstRowsOwnPeriod) {
     // row 1: 60 days past the end = 2 steps: target 30, supply 20+30-0=50;
     // cover 15+15 = 30 exactly: 60.
     expectRows(stockFlow(in), {{0, 0}, {0, 30}, {0, 60}, {0, 0}, {10, 20}, {10, 50}});
-}
-
-TEST(StockFlow, PeriodsCoverFromPeriodLengths) {
-    Inputs in;
-    in.time = {"2024W1", "2024W2", "2024W3", "2024W4"};  // not read in PERIODS mode
-    in.forecastSales = {10, 20, 30, 40};
-    in.forecastCover = {6, 4, 0, 9};
-    in.periodLength = {4, 5, 4, 4};
-    in.coverUnits = {2};
-    in.endMethod = {2};  // sales 35, length (4+4)/2 = 4
-    // row 0: 20 (5) + 30 (9 >= 6): 50, supply 60; row 1: 30 (4 >= 4),
-    // supply 20+30-50=0; row 2: target 0, supply 30-30=0, close 0;
-    // row 3: 9 past the end = 3 steps: 105, supply 145.
-    // cover: row 0 20+30=50: 5+4=9; row 1 30: 4; row 2 none; row 3 35*3: 12.
-    expectRows(stockFlow(in), {{0, 50, 30, 0}, {50, 30, 0, 105}, {9, 4, 0, 12},
-                               {0, 0, 0, 0},     {10, 20, 30, 40}, {60, 0, 0, 145}});
 }
 
 namespace {
@@ -222,7 +186,7 @@ TEST(StockFlow, EverySwitchOverKindAndFlagFindsTheSameHistory) {
         std::string date;
     };
     const Case cases[] = {{"enter date", 1, "20240301"}, {"enter date mid-February", 1, "20240215"},
-                          {"today", 2, "ignored"},       {"month", 3, "202403"},
+                          {"today", 2, "ignored"},
                           {"row count", 4, "2"},         {"row count with zeros", 4, "0002"}};
     for (const Case& c : cases) {
         Inputs in = historyExample();
@@ -232,7 +196,6 @@ TEST(StockFlow, EverySwitchOverKindAndFlagFindsTheSameHistory) {
     }
     Inputs in = historyExample();
     in.forecastFlag = {0, 1, 2, 0};  // the 0 after the first 2 is still planned
-    expectRows(reverse(in), kHistoryRows, "reverse");
     in.batch = {0, 0, 0, 0};
     expectRows(batch(in), kHistoryRows, "batch without batches");
 }
@@ -246,13 +209,14 @@ TEST(StockFlow, AllHistoryStillComputesCover) {
     in.actualSupply = {20, 30, 40, 55};
     // rows 2, 3 open 80, 70; cover over 30 40 50 60 then 60 a row: row 2
     // 60 <= 70 < 120 -> 1; row 3 60 <= 65 < 120 -> 1.
-    expectRows(stockFlow(in), {{100, 90, 80, 70}, {90, 80, 70, 65}, {2, 1, 1, 1},
-                               {10, 0, 0, 0},     {30, 40, 50, 60}, {20, 30, 40, 55}});
+    const Rows all{{100, 90, 80, 70}, {90, 80, 70, 65}, {2, 1, 1, 1}, {10, 0, 0, 0}, {30, 40, 50, 60}, {20, 30, 40, 55}};
+    expectRows(stockFlow(in), all, "switch-over");
     in.forecastFlag = {1, 1, 0, 1};
-    expectRows(reverse(in), {{100, 90, 80, 70}, {90, 80, 70, 65}, {2, 1, 1, 1},
-                             {10, 0, 0, 0},     {30, 40, 50, 60}, {20, 30, 40, 55}});
+    expectRows(reverse(in), all, "flags");
 }
 
+// Rounding up to a batch and a minimum above the maximum run whole through
+// examples/stockflowbatch*.json.
 TEST(StockFlow, BatchRoundsSupplyAndLimits) {
     struct Case {
         const char* what;
@@ -260,15 +224,7 @@ TEST(StockFlow, BatchRoundsSupplyAndLimits) {
         Rows rows;
     };
     const Case cases[] = {
-        // row 0: target 3, s = 20+3 = 23 -> 30, close 30-20 = 10 (target + 7);
-        // row 1: s = 3-10 = -7 (a negative supply is not rounded) < 0: 0, close 7.
-        // cover with 3 a row: 10 -> 3, 7 -> 2.
-        {"round up", {20, 3}, {1, 0}, {0, 0}, {0, 0}, {10, 10}, {{0, 10}, {10, 7}, {3, 2}, {0, 0}, {20, 3}, {30, 0}}},
-        // min 15 -> 20, max 12 -> 10 -> raised to 20: every supply is 20.
-        // row 0: s = 5 -> 10 < 20: close 20-5 = 15; row 1: s = 5-15 = -10: 20, close 30.
-        {"min above max", {5, 5}, {0, 0}, {15, 15}, {12, 12}, {10, 10},
-         {{0, 15}, {15, 30}, {3, 6}, {0, 0}, {5, 5}, {20, 20}}},
-        // max 5 -> 0 under a min of 20: the maximum is dropped. s = 33 -> 40,
+        // min 15 -> 20, max 5 -> 0 under it: the maximum is dropped. s = 33 -> 40,
         // close 40-33 = 7; row 1: s = 0-7 = -7 < 20: 20, close 20+7 = 27.
         // Nothing sells after row 0, so row 0 covers one row and row 1 none.
         {"max dropped", {33, 0}, {0, 0}, {15, 15}, {5, 5}, {10, 10},
@@ -305,12 +261,6 @@ TEST(StockFlow, RoundingTouchesTheStockColumnsOnly) {
     // row 1: open 2.5, target 2.5, supply 2.5; cover 1 and 1.
     in.roundMethod = {1};
     expectRows(stockFlow(in), {{0, 3}, {3, 3}, {1, 1}, {0, 0}, {2, 3}, {4, 3}}, "ROUND");
-    // PRESERVE_SUM on OPENING .25 2.5: rounded 0 3, raw 2.75 - 3 = -.25:
-    // one unit to the most negative residual (row 1): 0 4. CLOSING 2.5 2.5:
-    // 3 3, excess -1: the higher row on a tie gets it: 3 4. SUPPLY 3.75 2.5:
-    // 4 3, excess -.75: residuals -.25, -.5: row 1: 4 4.
-    in.roundMethod = {2};
-    expectRows(stockFlow(in), {{0, 4}, {3, 4}, {1, 1}, {0, 0}, {2, 4}, {4, 4}}, "PRESERVE_SUM");
     // PRESERVE_SUM_YOY on OPENING: .25 -> 0; total 2.75, 3 rounded, d = -.25
     // -> 3. SALES 1.5 -> 2 (d = -.5 keeps it); 2.5 -> 3, total 4 vs 5,
     // d = -1 -> 2.
@@ -375,29 +325,23 @@ TEST(StockFlow, ValueErrorsNameTheirColumn) {
          valueError("PERIODLENGTH", "periodLengthValue must bigger than 0")},
         {"zero period lengths past the end", [](Inputs& in) { in.coverUnits = {2}, in.periodLength = {1, 1, 1, 0, 0}; },
          invalid, valueError("PERIODLENGTH", "periodLengthValue must bigger than 0")},
+        {"negative actual closing",
+         [](Inputs& in) { in = historyExample(), in.switchover = {4}, in.switchoverDate = {"2"}, in.actualClosing[1] = -1; },
+         invalid, valueError("ACTUALCLOSING", "actual closingValue must be bigger than 0")},
+        {"negative actual sales",
+         [](Inputs& in) { in = historyExample(), in.switchover = {4}, in.switchoverDate = {"2"}, in.actualSales[0] = -1; },
+         invalid, valueError("ACTUALSALES", "actual salesValue must be bigger than 0")},
         {"short column", [](Inputs& in) { in.forecastSales.pop_back(); }, "ERR_FPK_COMM_COL_SIZE_NOT_EQUAL_2",
          "FPK error[73000080]:Sizes of column FORECASTSALES and TIME should be equal."},
         {"long column", [](Inputs& in) { in.minSupply.push_back(1); }, "ERR_FPK_COMM_COL_SIZE_NOT_EQUAL_2",
          "FPK error[73000080]:Sizes of column TIME and MINSUPPLY should be equal."},
     };
     for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
         Inputs in = unitsExample();
         c.change(in);
         expectError(stockFlow(in), c.name, c.message);
     }
-
-    Inputs in = historyExample();
-    in.switchover = {4};
-    in.switchoverDate = {"2"};
-    in.actualClosing[1] = -1;
-    expectError(stockFlow(in), "ERR_FPK_COMM_INVALID_COL_VALUE",
-                valueError("ACTUALCLOSING", "actual closingValue must be bigger than 0"));
-    in = historyExample();
-    in.switchover = {4};
-    in.switchoverDate = {"2"};
-    in.actualSales[0] = -1;
-    expectError(stockFlow(in), "ERR_FPK_COMM_INVALID_COL_VALUE",
-                valueError("ACTUALSALES", "actual salesValue must be bigger than 0"));
 }
 
 TEST(StockFlow, VariantsUseTheirOwnOutlookText) {

@@ -1,5 +1,7 @@
 #include "testSupport.h"
 
+#include <algorithm>
+
 namespace fpktest {
 
 qelhost::Plugin& plugin() {
@@ -59,6 +61,29 @@ void expectError(const CallResult& r, const std::string& name, const std::string
     EXPECT_EQ(r.error->message, message);
 }
 
+void expectNearAll(const std::vector<double>& got, const std::vector<double>& want, double tol, bool relative) {
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t i = 0; i < want.size(); ++i) {
+        if (std::isnan(want[i])) {
+            EXPECT_TRUE(std::isnan(got[i])) << "row " << i << " should be null, is " << got[i];
+            continue;
+        }
+        EXPECT_NEAR(got[i], want[i], relative ? tol * std::max(1.0, std::fabs(want[i])) : tol) << "row " << i;
+    }
+}
+
+void expectColumn(const CallResult& r, const std::vector<double>& want, double tol, bool relative, std::size_t c) {
+    ASSERT_FALSE(r.error) << r.error->message;
+    SCOPED_TRACE(testing::Message() << "column " << c);
+    expectNearAll(doublesOf(r, c), want, tol, relative);
+}
+
+TableHandle tableOf(const std::string& name, const std::vector<ColumnHandle>& cols) {
+    TablePtr t = Table::make(name);
+    for (const ColumnHandle& c : cols) t->addColumn(c);
+    return TableHandle(t);
+}
+
 std::string cataloguedMessage(int32_t code, const std::vector<std::pair<std::string, std::string>>& args) {
     struct Row {
         int32_t code;
@@ -83,6 +108,25 @@ std::string cataloguedMessage(int32_t code, const std::vector<std::pair<std::str
 std::size_t libraryBytes() {
     RhoUtils::Allocator* a = qelhost::findAllocator("QEL_FPKAllocator");
     return a != nullptr ? a->outstandingBytes() : 0;
+}
+
+void expectHostFaultsAreInternal(const std::function<CallResult()>& run) {
+    ASSERT_FALSE(run().error);
+    const std::size_t before = libraryBytes();
+    for (qelhost::Fault fault : {qelhost::Fault::GetNative, qelhost::Fault::SetNative, qelhost::Fault::Allocate}) {
+        long long k = 1;
+        for (; k < 10000; ++k) {
+            qelhost::armFault(fault, k);
+            const CallResult r = run();
+            const bool fired = qelhost::faultFired();
+            qelhost::disarmFaults();
+            if (!fired) break;
+            ASSERT_TRUE(r.error) << "fault " << static_cast<int>(fault) << " at " << k;
+            EXPECT_EQ(r.error->name, "ERR_FPK_COMM_INTERNAL_ERR");
+        }
+        EXPECT_GT(k, 1) << "no fault of kind " << static_cast<int>(fault) << " was reached";
+    }
+    EXPECT_EQ(libraryBytes(), before);
 }
 
 }  // namespace fpktest

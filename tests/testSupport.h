@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -49,7 +50,23 @@ void expectError(const CallResult& r, const std::string& name, const std::string
 // always; the others from `args`), taken from the error catalogue itself.
 std::string cataloguedMessage(int32_t code, const std::vector<std::pair<std::string, std::string>>& args);
 
+// Expects `got` to hold `want` row by row within `tol` (scaled by
+// max(1, |want|) when `relative`); a NaN in `want` expects a null row.
+void expectNearAll(const std::vector<double>& got, const std::vector<double>& want, double tol,
+                   bool relative = false);
+// The same for column c of a result, which must have come without error.
+void expectColumn(const CallResult& r, const std::vector<double>& want, double tol, bool relative = false,
+                  std::size_t c = 0);
+
+// A host table of the given columns, for table-based functions.
+TableHandle tableOf(const std::string& name, const std::vector<ColumnHandle>& cols);
+
 // Sums the outstanding bytes of the library allocator.
 std::size_t libraryBytes();
+
+// Makes each host column read, column write and allocation that `run` reaches
+// fail in turn: every failure must end in the internal error, and no library
+// memory may stay allocated. Inputs made inside `run` must not write columns.
+void expectHostFaultsAreInternal(const std::function<CallResult()>& run);
 
 }  // namespace fpktest

@@ -17,13 +17,11 @@ struct TimeCase {
     std::vector<std::string> keys;
 };
 
+// The mid-month and weekly worked examples run whole through examples/time*.json.
 const TimeCase kCases[] = {
     {"monthly, switch-over on a month start", 3, 20240101, 20240401, 3,
      {"202401", "202402", "202403", "202404", "202405", "202406"}},
-    {"monthly, switch-over mid-month counts that month as history", 3, 20240101, 20240415, 3,
-     {"202401", "202402", "202403", "202404", "202405", "202406", "202407"}},
     {"quarterly", 4, 20240215, 20240701, 2, {"20241", "20242", "20243", "20244"}},
-    {"weekly from a Wednesday", 2, 20240103, 20240115, 2, {"20240101", "20240108", "20240115", "20240122"}},
     {"daily across a leap day", 1, 20240227, 20240301, 2, {"20240227", "20240228", "20240229", "20240301", "20240302"}},
     {"yearly without switch-over", 5, 20220630, 0, 3, {"2022", "2023", "2024"}},
     {"start equals switch-over on a month start", 3, 20240401, 20240401, 2, {"202404", "202405"}},

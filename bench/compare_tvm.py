@@ -20,9 +20,12 @@ minutes in numpy; for them every k-th row is timed and the time scaled by k
 spaced rows give the average cost). Run with --full to time every row.
 
 The account functions are timed twice on the C++ side: with a fresh result
-table (the reference host then allocates and first touches about 350 MB of
-column memory inside the call, which dominates) and with result columns that
-are already as long as the result (the call computes and writes only). Both
+table (the reference host then allocates and fills about 350 MB of column
+memory inside the call, from memory that it kept from the call before) and
+with result columns that are already as long as the result (the call
+computes and writes only). One untimed call precedes each benchmark, so the
+process's first faulting-in of column memory is not charged to whichever
+benchmark runs first; the numpy side is likewise the best of three runs. Both
 CPU time (all threads of the process) and elapsed time are compared; on a
 shared machine the CPU ratio is the steadier one.
 

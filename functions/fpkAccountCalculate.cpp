@@ -121,6 +121,87 @@ void scheduleBlock(double original, double rate, double payment, double n, std::
     }
 }
 
+namespace {
+
+typedef double Lanes4 __attribute__((vector_size(32)));
+
+// Lane l of a Lanes4 set from p[l] for every l (a macro: passing vectors by
+// value between functions would depend on the instruction set).
+#define FPK_LANES_OF(p) (Lanes4{(p)[0], (p)[1], (p)[2], (p)[3]})
+
+// growthFactor of each lane: the same product, one lane per block.
+__attribute__((always_inline)) inline void growthLanesBody(const double* n, const double* rate, std::size_t maxM,
+                                                           double* f) {
+    const Lanes4 nv = FPK_LANES_OF(n);
+    const Lanes4 g = 1.0 + FPK_LANES_OF(rate) / 100.0;
+    Lanes4 fv = {1.0, 1.0, 1.0, 1.0};
+    Lanes4 count = {0.0, 0.0, 0.0, 0.0};
+    for (std::size_t k = 0; k < maxM; ++k) {
+        fv = nv > count ? fv * g : fv;
+        count += 1.0;
+    }
+    for (int l = 0; l < 4; ++l) f[l] = fv[l];
+}
+
+__attribute__((always_inline)) inline void scheduleLanesBody(const BlockLanes& b, double* typeOneFuture) {
+    const Lanes4 rate = FPK_LANES_OF(b.rate), payment = FPK_LANES_OF(b.payment), nv = FPK_LANES_OF(b.n);
+    const Lanes4 g = rate / 100.0 + 1.0;
+    Lanes4 open = FPK_LANES_OF(b.original);
+    Lanes4 fv = open;
+    std::size_t maxM = 0;
+    for (int l = 0; l < 4; ++l) maxM = std::max(maxM, b.m[l]);
+    for (std::size_t k = 0; k < maxM; ++k) {
+        const Lanes4 in = open * rate / 100.0;
+        const Lanes4 close = open + payment + in;
+        const Lanes4 kv = {static_cast<double>(k), static_cast<double>(k), static_cast<double>(k),
+                           static_cast<double>(k)};
+        const Lanes4 left = nv - kv;
+        for (int l = 0; l < 4; ++l) {
+            if (k < b.m[l]) {
+                b.opening[l][k] = open[l];
+                b.interest[l][k] = in[l];
+                b.closing[l][k] = close[l];
+                b.periodsLeft[l][k] = left[l];
+            }
+        }
+        fv = kv < nv ? (fv + payment) * g : fv;
+        open = close;
+    }
+    if (typeOneFuture != nullptr)
+        for (int l = 0; l < 4; ++l) typeOneFuture[l] = fv[l];
+}
+
+#if defined(__x86_64__)
+__attribute__((target("avx2"))) void growthLanesAvx2(const double* n, const double* rate, std::size_t maxM,
+                                                     double* f) {
+    growthLanesBody(n, rate, maxM, f);
+}
+__attribute__((target("avx2"))) void scheduleLanesAvx2(const BlockLanes& b, double* typeOneFuture) {
+    scheduleLanesBody(b, typeOneFuture);
+}
+bool hasAvx2() {
+    static const bool yes = __builtin_cpu_supports("avx2");
+    return yes;
+}
+#endif
+
+}  // namespace
+
+void growthLanes(const double* n, const double* rate, std::size_t maxM, double* f) {
+#if defined(__x86_64__)
+    if (hasAvx2()) return growthLanesAvx2(n, rate, maxM, f);
+#endif
+    growthLanesBody(n, rate, maxM, f);
+}
+
+void scheduleLanes(const BlockLanes& b, double* typeOneFuture) {
+#if defined(__x86_64__)
+    if (hasAvx2()) return scheduleLanesAvx2(b, typeOneFuture);
+#endif
+    scheduleLanesBody(b, typeOneFuture);
+}
+#undef FPK_LANES_OF
+
 }  // namespace account
 
 namespace {
@@ -290,6 +371,70 @@ public:
         return last;
     }
 
+    // Whole blocks of at most kLaneRows rows go into vector lanes.
+    static constexpr double kLaneRows = 64;
+
+    // How many (up to 4) of the next input rows, with period counts n[] and
+    // types type[] (count of them available), can be placed side by side:
+    // whole counts from 1 to kLaneRows at whole, non-negative offsets below
+    // the row limit, with a valid type. Such blocks follow one another
+    // without overlapping and read nothing that other blocks write.
+    std::size_t laneRows(const double* n, const double* type, std::size_t count) const {
+        std::size_t g = 0;
+        double off = offset_;
+        while (g < 4 && g < count) {
+            const double m = n[g];
+            const bool fits = m >= 1 && m <= kLaneRows && m == std::trunc(m) && off >= 0 &&
+                              off == std::trunc(off) && off + (m - 1.0) < kRowLimit &&
+                              (type[g] == 0 || type[g] == 1);
+            if (!fits) break;
+            off += m;
+            ++g;
+        }
+        return g;
+    }
+
+    // Places `count` (1..4) blocks that laneRows accepted, lanes 0..count-1
+    // of b holding their original, rate, payment and n (the other lanes
+    // must be zero). With futureTypes, lead column 0 gets each block's
+    // futureValue (for the lane's type); otherwise the first solvedCount
+    // lead columns get solved[l].
+    void placeLanes(std::size_t count, account::BlockLanes& b, const int* futureTypes, const double* solved,
+                    std::size_t solvedCount) {
+        std::size_t r0[4] = {};
+        double off = offset_;
+        for (std::size_t l = 0; l < 4; ++l) {
+            b.m[l] = l < count ? static_cast<std::size_t>(b.n[l]) : 0;
+            if (l < count) {
+                r0[l] = static_cast<std::size_t>(off);
+                start_ = off;
+                off += b.n[l];
+            }
+        }
+        const std::size_t lo = r0[0], hi = r0[count - 1] + b.m[count - 1] - 1;
+        s_.cover(lo, hi);
+        for (std::size_t l = 0; l < count; ++l) {
+            b.opening[l] = s_.at(s_.openingCol(), r0[l]);
+            b.closing[l] = s_.at(s_.closingCol(), r0[l]);
+            b.interest[l] = s_.at(s_.interestCol(), r0[l]);
+            b.periodsLeft[l] = s_.at(s_.periodsCol(), r0[l]);
+        }
+        double typeOne[4];
+        account::scheduleLanes(b, futureTypes != nullptr ? typeOne : nullptr);
+        for (std::size_t l = 0; l < count; ++l) {
+            const std::size_t m = b.m[l];
+            std::fill_n(s_.at(s_.paymentCol(), r0[l]), m, b.payment[l]);
+            if (futureTypes != nullptr) {
+                const double future = futureTypes[l] == 0 ? b.closing[l][m - 1] : typeOne[l];
+                std::fill_n(s_.at(0, r0[l]), m, future);
+            } else {
+                for (std::size_t c = 0; c < solvedCount; ++c) std::fill_n(s_.at(c, r0[l]), m, solved[l]);
+            }
+        }
+        s_.written(lo, hi);
+        offset_ = off;
+    }
+
     // Writes `value` into lead column c on every row of the block just placed
     // with period count n.
     void fillBlock(double n, std::size_t c, double value) {
@@ -412,6 +557,21 @@ void FPKAccountCalculate::execute_Future() {
     s.presize(plannedRows(periods));
     BlockPlacer placer(s, periodsCol->getName());
     for (std::size_t i = 0; i < rows; ++i) {
+        const std::size_t g = placer.laneRows(periods.data() + i, type.data() + i, rows - i);
+        if (g >= 2) {
+            account::BlockLanes b{};
+            int t[4];
+            for (std::size_t l = 0; l < g; ++l) {
+                b.original[l] = original[i + l];
+                b.rate[l] = rate[i + l];
+                b.payment[l] = payment[i + l];
+                b.n[l] = periods[i + l];
+                t[l] = type[i + l] == 0 ? 0 : 1;
+            }
+            placer.placeLanes(g, b, t, nullptr, 0);
+            i += g - 1;
+            continue;
+        }
         const double n = periods[i];
         placer.check(n);
         // The type is only looked at while periods are being compounded.
@@ -435,6 +595,25 @@ void FPKAccountCalculate::execute_Original() {
     s.presize(plannedRows(periods));
     BlockPlacer placer(s, periodsCol->getName());
     for (std::size_t i = 0; i < rows; ++i) {
+        const std::size_t g = placer.laneRows(periods.data() + i, type.data() + i, rows - i);
+        if (g >= 2) {
+            account::BlockLanes b{};
+            double f[4], solved[4];
+            for (std::size_t l = 0; l < g; ++l) {
+                b.rate[l] = rate[i + l];
+                b.payment[l] = payment[i + l];
+                b.n[l] = periods[i + l];
+            }
+            account::growthLanes(b.n, b.rate, static_cast<std::size_t>(std::max({b.n[0], b.n[1], b.n[2], b.n[3]})), f);
+            for (std::size_t l = 0; l < g; ++l) {
+                const int t = type[i + l] == 0 ? 0 : 1;
+                solved[l] = account::presentValue(rate[i + l], f[l], payment[i + l], future[i + l], t);
+                b.original[l] = solved[l];
+            }
+            placer.placeLanes(g, b, nullptr, solved, 1);
+            i += g - 1;
+            continue;
+        }
         const double n = periods[i];
         placer.check(n);
         const int t = typeOf(type[i], s, typeCol);
@@ -457,6 +636,24 @@ void FPKAccountCalculate::execute_payment() {
     s.presize(plannedRows(periods));
     BlockPlacer placer(s, periodsCol->getName());
     for (std::size_t i = 0; i < rows; ++i) {
+        const std::size_t g = placer.laneRows(periods.data() + i, type.data() + i, rows - i);
+        if (g >= 2) {
+            account::BlockLanes b{};
+            double f[4];
+            for (std::size_t l = 0; l < g; ++l) {
+                b.original[l] = original[i + l];
+                b.rate[l] = rate[i + l];
+                b.n[l] = periods[i + l];
+            }
+            account::growthLanes(b.n, b.rate, static_cast<std::size_t>(std::max({b.n[0], b.n[1], b.n[2], b.n[3]})), f);
+            for (std::size_t l = 0; l < g; ++l) {
+                const int t = type[i + l] == 0 ? 0 : 1;
+                b.payment[l] = account::periodicPayment(rate[i + l], f[l], original[i + l], future[i + l], t);
+            }
+            placer.placeLanes(g, b, nullptr, nullptr, 0);
+            i += g - 1;
+            continue;
+        }
         const double n = periods[i];
         placer.check(n);
         const int t = typeOf(type[i], s, typeCol);

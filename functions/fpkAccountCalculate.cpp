@@ -123,52 +123,66 @@ void scheduleBlock(double original, double rate, double payment, double n, std::
 
 namespace {
 
-typedef double Lanes4 __attribute__((vector_size(32)));
+// Four lanes of a vector register (two of them make the eight lanes of a
+// BlockLanes, as two independent chains).
+typedef double Lanes __attribute__((vector_size(4 * sizeof(double))));
+constexpr std::size_t kHalves = BlockLanes::kLanes / 4;
+static_assert(kHalves * 4 == BlockLanes::kLanes);
 
-// Lane l of a Lanes4 set from p[l] for every l (a macro: passing vectors by
-// value between functions would depend on the instruction set).
-#define FPK_LANES_OF(p) (Lanes4{(p)[0], (p)[1], (p)[2], (p)[3]})
+// Lanes 4h..4h+3 of p (a macro: passing vectors by value between functions
+// would depend on the instruction set).
+#define FPK_LANES_OF(p, h) (Lanes{(p)[4 * (h)], (p)[4 * (h) + 1], (p)[4 * (h) + 2], (p)[4 * (h) + 3]})
 
 // growthFactor of each lane: the same product, one lane per block.
 __attribute__((always_inline)) inline void growthLanesBody(const double* n, const double* rate, std::size_t maxM,
                                                            double* f) {
-    const Lanes4 nv = FPK_LANES_OF(n);
-    const Lanes4 g = 1.0 + FPK_LANES_OF(rate) / 100.0;
-    Lanes4 fv = {1.0, 1.0, 1.0, 1.0};
-    Lanes4 count = {0.0, 0.0, 0.0, 0.0};
+    Lanes nv[kHalves], g[kHalves], fv[kHalves];
+    for (std::size_t h = 0; h < kHalves; ++h) {
+        nv[h] = FPK_LANES_OF(n, h);
+        g[h] = 1.0 + FPK_LANES_OF(rate, h) / 100.0;
+        fv[h] = Lanes{} + 1.0;
+    }
+    Lanes count = Lanes{};
     for (std::size_t k = 0; k < maxM; ++k) {
-        fv = nv > count ? fv * g : fv;
+        for (std::size_t h = 0; h < kHalves; ++h) fv[h] = nv[h] > count ? fv[h] * g[h] : fv[h];
         count += 1.0;
     }
-    for (int l = 0; l < 4; ++l) f[l] = fv[l];
+    for (std::size_t l = 0; l < BlockLanes::kLanes; ++l) f[l] = fv[l / 4][l % 4];
 }
 
 __attribute__((always_inline)) inline void scheduleLanesBody(const BlockLanes& b, double* typeOneFuture) {
-    const Lanes4 rate = FPK_LANES_OF(b.rate), payment = FPK_LANES_OF(b.payment), nv = FPK_LANES_OF(b.n);
-    const Lanes4 g = rate / 100.0 + 1.0;
-    Lanes4 open = FPK_LANES_OF(b.original);
-    Lanes4 fv = open;
+    Lanes rate[kHalves], payment[kHalves], nv[kHalves], g[kHalves], open[kHalves], fv[kHalves];
+    for (std::size_t h = 0; h < kHalves; ++h) {
+        rate[h] = FPK_LANES_OF(b.rate, h);
+        payment[h] = FPK_LANES_OF(b.payment, h);
+        nv[h] = FPK_LANES_OF(b.n, h);
+        g[h] = rate[h] / 100.0 + 1.0;
+        open[h] = FPK_LANES_OF(b.original, h);
+        fv[h] = open[h];
+    }
     std::size_t maxM = 0;
-    for (int l = 0; l < 4; ++l) maxM = std::max(maxM, b.m[l]);
+    for (std::size_t l = 0; l < BlockLanes::kLanes; ++l) maxM = std::max(maxM, b.m[l]);
     for (std::size_t k = 0; k < maxM; ++k) {
-        const Lanes4 in = open * rate / 100.0;
-        const Lanes4 close = open + payment + in;
-        const Lanes4 kv = {static_cast<double>(k), static_cast<double>(k), static_cast<double>(k),
-                           static_cast<double>(k)};
-        const Lanes4 left = nv - kv;
-        for (int l = 0; l < 4; ++l) {
-            if (k < b.m[l]) {
-                b.opening[l][k] = open[l];
-                b.interest[l][k] = in[l];
-                b.closing[l][k] = close[l];
-                b.periodsLeft[l][k] = left[l];
+        const Lanes kv = Lanes{} + static_cast<double>(k);
+        for (std::size_t h = 0; h < kHalves; ++h) {
+            const Lanes in = open[h] * rate[h] / 100.0;
+            const Lanes close = open[h] + payment[h] + in;
+            const Lanes left = nv[h] - kv;
+            for (std::size_t q = 0; q < 4; ++q) {
+                const std::size_t l = 4 * h + q;
+                if (k < b.m[l]) {
+                    b.opening[l][k] = open[h][q];
+                    b.interest[l][k] = in[q];
+                    b.closing[l][k] = close[q];
+                    b.periodsLeft[l][k] = left[q];
+                }
             }
+            fv[h] = kv < nv[h] ? (fv[h] + payment[h]) * g[h] : fv[h];
+            open[h] = close;
         }
-        fv = kv < nv ? (fv + payment) * g : fv;
-        open = close;
     }
     if (typeOneFuture != nullptr)
-        for (int l = 0; l < 4; ++l) typeOneFuture[l] = fv[l];
+        for (std::size_t l = 0; l < BlockLanes::kLanes; ++l) typeOneFuture[l] = fv[l / 4][l % 4];
 }
 
 #if defined(__x86_64__)
@@ -374,7 +388,7 @@ public:
     // Whole blocks of at most kLaneRows rows go into vector lanes.
     static constexpr double kLaneRows = 64;
 
-    // How many (up to 4) of the next input rows, with period counts n[] and
+    // How many (up to BlockLanes::kLanes) of the next input rows, with period counts n[] and
     // types type[] (count of them available), can be placed side by side:
     // whole counts from 1 to kLaneRows at whole, non-negative offsets below
     // the row limit, with a valid type. Such blocks follow one another
@@ -382,7 +396,7 @@ public:
     std::size_t laneRows(const double* n, const double* type, std::size_t count) const {
         std::size_t g = 0;
         double off = offset_;
-        while (g < 4 && g < count) {
+        while (g < account::BlockLanes::kLanes && g < count) {
             const double m = n[g];
             const bool fits = m >= 1 && m <= kLaneRows && m == std::trunc(m) && off >= 0 &&
                               off == std::trunc(off) && off + (m - 1.0) < kRowLimit &&
@@ -394,16 +408,16 @@ public:
         return g;
     }
 
-    // Places `count` (1..4) blocks that laneRows accepted, lanes 0..count-1
+    // Places `count` (1..BlockLanes::kLanes) blocks that laneRows accepted, lanes 0..count-1
     // of b holding their original, rate, payment and n (the other lanes
     // must be zero). With futureTypes, lead column 0 gets each block's
     // futureValue (for the lane's type); otherwise the first solvedCount
     // lead columns get solved[l].
     void placeLanes(std::size_t count, account::BlockLanes& b, const int* futureTypes, const double* solved,
                     std::size_t solvedCount) {
-        std::size_t r0[4] = {};
+        std::size_t r0[account::BlockLanes::kLanes] = {};
         double off = offset_;
-        for (std::size_t l = 0; l < 4; ++l) {
+        for (std::size_t l = 0; l < account::BlockLanes::kLanes; ++l) {
             b.m[l] = l < count ? static_cast<std::size_t>(b.n[l]) : 0;
             if (l < count) {
                 r0[l] = static_cast<std::size_t>(off);
@@ -419,7 +433,7 @@ public:
             b.interest[l] = s_.at(s_.interestCol(), r0[l]);
             b.periodsLeft[l] = s_.at(s_.periodsCol(), r0[l]);
         }
-        double typeOne[4];
+        double typeOne[account::BlockLanes::kLanes];
         account::scheduleLanes(b, futureTypes != nullptr ? typeOne : nullptr);
         for (std::size_t l = 0; l < count; ++l) {
             const std::size_t m = b.m[l];
@@ -560,7 +574,7 @@ void FPKAccountCalculate::execute_Future() {
         const std::size_t g = placer.laneRows(periods.data() + i, type.data() + i, rows - i);
         if (g >= 2) {
             account::BlockLanes b{};
-            int t[4];
+            int t[account::BlockLanes::kLanes];
             for (std::size_t l = 0; l < g; ++l) {
                 b.original[l] = original[i + l];
                 b.rate[l] = rate[i + l];
@@ -598,13 +612,13 @@ void FPKAccountCalculate::execute_Original() {
         const std::size_t g = placer.laneRows(periods.data() + i, type.data() + i, rows - i);
         if (g >= 2) {
             account::BlockLanes b{};
-            double f[4], solved[4];
+            double f[account::BlockLanes::kLanes], solved[account::BlockLanes::kLanes];
             for (std::size_t l = 0; l < g; ++l) {
                 b.rate[l] = rate[i + l];
                 b.payment[l] = payment[i + l];
                 b.n[l] = periods[i + l];
             }
-            account::growthLanes(b.n, b.rate, static_cast<std::size_t>(std::max({b.n[0], b.n[1], b.n[2], b.n[3]})), f);
+            account::growthLanes(b.n, b.rate, static_cast<std::size_t>(*std::max_element(b.n, b.n + account::BlockLanes::kLanes)), f);
             for (std::size_t l = 0; l < g; ++l) {
                 const int t = type[i + l] == 0 ? 0 : 1;
                 solved[l] = account::presentValue(rate[i + l], f[l], payment[i + l], future[i + l], t);
@@ -639,13 +653,13 @@ void FPKAccountCalculate::execute_payment() {
         const std::size_t g = placer.laneRows(periods.data() + i, type.data() + i, rows - i);
         if (g >= 2) {
             account::BlockLanes b{};
-            double f[4];
+            double f[account::BlockLanes::kLanes];
             for (std::size_t l = 0; l < g; ++l) {
                 b.original[l] = original[i + l];
                 b.rate[l] = rate[i + l];
                 b.n[l] = periods[i + l];
             }
-            account::growthLanes(b.n, b.rate, static_cast<std::size_t>(std::max({b.n[0], b.n[1], b.n[2], b.n[3]})), f);
+            account::growthLanes(b.n, b.rate, static_cast<std::size_t>(*std::max_element(b.n, b.n + account::BlockLanes::kLanes)), f);
             for (std::size_t l = 0; l < g; ++l) {
                 const int t = type[i + l] == 0 ? 0 : 1;
                 b.payment[l] = account::periodicPayment(rate[i + l], f[l], original[i + l], future[i + l], t);

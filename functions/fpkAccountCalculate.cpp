@@ -549,6 +549,12 @@ void FPKAccountCalculate::execute() {
 }
 
 namespace {
+// Lanes 0..g-1 of dst from src[0..g-1], the other lanes 0 (a fixed count of
+// lanes, so that no library copy is called for these few values).
+void laneValues(double* dst, const double* src, std::size_t g) {
+    for (std::size_t l = 0; l < account::BlockLanes::kLanes; ++l) dst[l] = l < g ? src[l] : 0.0;
+}
+
 // TYPE of a row: 0 or 1, anything else (NaN too) is refused after writing
 // what was built so far.
 int typeOf(double t, Schedule& s, const ColumnBase* typeCol) {
@@ -573,15 +579,13 @@ void FPKAccountCalculate::execute_Future() {
     for (std::size_t i = 0; i < rows; ++i) {
         const std::size_t g = placer.laneRows(periods.data() + i, type.data() + i, rows - i);
         if (g >= 2) {
-            account::BlockLanes b{};
+            account::BlockLanes b;
+            laneValues(b.original, original.data() + i, g);
+            laneValues(b.rate, rate.data() + i, g);
+            laneValues(b.payment, payment.data() + i, g);
+            laneValues(b.n, periods.data() + i, g);
             int t[account::BlockLanes::kLanes];
-            for (std::size_t l = 0; l < g; ++l) {
-                b.original[l] = original[i + l];
-                b.rate[l] = rate[i + l];
-                b.payment[l] = payment[i + l];
-                b.n[l] = periods[i + l];
-                t[l] = type[i + l] == 0 ? 0 : 1;
-            }
+            for (std::size_t l = 0; l < g; ++l) t[l] = type[i + l] == 0 ? 0 : 1;
             placer.placeLanes(g, b, t, nullptr, 0);
             i += g - 1;
             continue;
@@ -611,13 +615,12 @@ void FPKAccountCalculate::execute_Original() {
     for (std::size_t i = 0; i < rows; ++i) {
         const std::size_t g = placer.laneRows(periods.data() + i, type.data() + i, rows - i);
         if (g >= 2) {
-            account::BlockLanes b{};
+            account::BlockLanes b;
             double f[account::BlockLanes::kLanes], solved[account::BlockLanes::kLanes];
-            for (std::size_t l = 0; l < g; ++l) {
-                b.rate[l] = rate[i + l];
-                b.payment[l] = payment[i + l];
-                b.n[l] = periods[i + l];
-            }
+            laneValues(b.original, nullptr, 0);
+            laneValues(b.rate, rate.data() + i, g);
+            laneValues(b.payment, payment.data() + i, g);
+            laneValues(b.n, periods.data() + i, g);
             account::growthLanes(b.n, b.rate, static_cast<std::size_t>(*std::max_element(b.n, b.n + account::BlockLanes::kLanes)), f);
             for (std::size_t l = 0; l < g; ++l) {
                 const int t = type[i + l] == 0 ? 0 : 1;
@@ -652,13 +655,12 @@ void FPKAccountCalculate::execute_payment() {
     for (std::size_t i = 0; i < rows; ++i) {
         const std::size_t g = placer.laneRows(periods.data() + i, type.data() + i, rows - i);
         if (g >= 2) {
-            account::BlockLanes b{};
+            account::BlockLanes b;
             double f[account::BlockLanes::kLanes];
-            for (std::size_t l = 0; l < g; ++l) {
-                b.original[l] = original[i + l];
-                b.rate[l] = rate[i + l];
-                b.n[l] = periods[i + l];
-            }
+            laneValues(b.original, original.data() + i, g);
+            laneValues(b.rate, rate.data() + i, g);
+            laneValues(b.payment, nullptr, 0);
+            laneValues(b.n, periods.data() + i, g);
             account::growthLanes(b.n, b.rate, static_cast<std::size_t>(*std::max_element(b.n, b.n + account::BlockLanes::kLanes)), f);
             for (std::size_t l = 0; l < g; ++l) {
                 const int t = type[i + l] == 0 ? 0 : 1;

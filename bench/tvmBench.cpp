@@ -45,12 +45,16 @@ AccountInputs accountInputs(std::size_t n) {
 // host allocates its columns within the call), or, with `warm`, with one
 // result table made and filled before timing starts (its columns are
 // already as long as the result, so the call only writes into them).
+// Either way one call runs before timing starts: the host keeps freed column
+// memory for the next column, as a server's pools do, and the first call of
+// a process would otherwise time the system faulting that memory in, which
+// falls on whichever benchmark happens to run first.
 void runCall(benchmark::State& state, const std::string& name, const std::vector<qelhost::Argument>& args,
              bool warm = false) {
     const qelhost::FunctionInfo* fn = plugin().find(name);
     std::size_t rows = 0;
     qelhost::TableHandle table(plugin().makeResultTable(*fn));
-    if (warm) plugin().call(*fn, args, table);
+    plugin().call(*fn, args, warm ? table : qelhost::TableHandle(plugin().makeResultTable(*fn)));
     for (auto _ : state) {
         qelhost::CallResult r =
             plugin().call(*fn, args, warm ? table : qelhost::TableHandle(plugin().makeResultTable(*fn)));

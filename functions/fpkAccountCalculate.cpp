@@ -121,6 +121,101 @@ void scheduleBlock(double original, double rate, double payment, double n, std::
     }
 }
 
+namespace {
+
+// Four lanes of a vector register (two of them make the eight lanes of a
+// BlockLanes, as two independent chains).
+typedef double Lanes __attribute__((vector_size(4 * sizeof(double))));
+constexpr std::size_t kHalves = BlockLanes::kLanes / 4;
+static_assert(kHalves * 4 == BlockLanes::kLanes);
+
+// Lanes 4h..4h+3 of p (a macro: passing vectors by value between functions
+// would depend on the instruction set).
+#define FPK_LANES_OF(p, h) (Lanes{(p)[4 * (h)], (p)[4 * (h) + 1], (p)[4 * (h) + 2], (p)[4 * (h) + 3]})
+
+// growthFactor of each lane: the same product, one lane per block.
+__attribute__((always_inline)) inline void growthLanesBody(const double* n, const double* rate, std::size_t maxM,
+                                                           double* f) {
+    Lanes nv[kHalves], g[kHalves], fv[kHalves];
+    for (std::size_t h = 0; h < kHalves; ++h) {
+        nv[h] = FPK_LANES_OF(n, h);
+        g[h] = 1.0 + FPK_LANES_OF(rate, h) / 100.0;
+        fv[h] = Lanes{} + 1.0;
+    }
+    Lanes count = Lanes{};
+    for (std::size_t k = 0; k < maxM; ++k) {
+        for (std::size_t h = 0; h < kHalves; ++h) fv[h] = nv[h] > count ? fv[h] * g[h] : fv[h];
+        count += 1.0;
+    }
+    for (std::size_t l = 0; l < BlockLanes::kLanes; ++l) f[l] = fv[l / 4][l % 4];
+}
+
+__attribute__((always_inline)) inline void scheduleLanesBody(const BlockLanes& b, double* typeOneFuture) {
+    Lanes rate[kHalves], payment[kHalves], nv[kHalves], g[kHalves], open[kHalves], fv[kHalves];
+    for (std::size_t h = 0; h < kHalves; ++h) {
+        rate[h] = FPK_LANES_OF(b.rate, h);
+        payment[h] = FPK_LANES_OF(b.payment, h);
+        nv[h] = FPK_LANES_OF(b.n, h);
+        g[h] = rate[h] / 100.0 + 1.0;
+        open[h] = FPK_LANES_OF(b.original, h);
+        fv[h] = open[h];
+    }
+    std::size_t maxM = 0;
+    for (std::size_t l = 0; l < BlockLanes::kLanes; ++l) maxM = std::max(maxM, b.m[l]);
+    for (std::size_t k = 0; k < maxM; ++k) {
+        const Lanes kv = Lanes{} + static_cast<double>(k);
+        for (std::size_t h = 0; h < kHalves; ++h) {
+            const Lanes in = open[h] * rate[h] / 100.0;
+            const Lanes close = open[h] + payment[h] + in;
+            const Lanes left = nv[h] - kv;
+            for (std::size_t q = 0; q < 4; ++q) {
+                const std::size_t l = 4 * h + q;
+                if (k < b.m[l]) {
+                    b.opening[l][k] = open[h][q];
+                    b.interest[l][k] = in[q];
+                    b.closing[l][k] = close[q];
+                    b.periodsLeft[l][k] = left[q];
+                }
+            }
+            fv[h] = kv < nv[h] ? (fv[h] + payment[h]) * g[h] : fv[h];
+            open[h] = close;
+        }
+    }
+    if (typeOneFuture != nullptr)
+        for (std::size_t l = 0; l < BlockLanes::kLanes; ++l) typeOneFuture[l] = fv[l / 4][l % 4];
+}
+
+#if defined(__x86_64__)
+__attribute__((target("avx2"))) void growthLanesAvx2(const double* n, const double* rate, std::size_t maxM,
+                                                     double* f) {
+    growthLanesBody(n, rate, maxM, f);
+}
+__attribute__((target("avx2"))) void scheduleLanesAvx2(const BlockLanes& b, double* typeOneFuture) {
+    scheduleLanesBody(b, typeOneFuture);
+}
+bool hasAvx2() {
+    static const bool yes = __builtin_cpu_supports("avx2");
+    return yes;
+}
+#endif
+
+}  // namespace
+
+void growthLanes(const double* n, const double* rate, std::size_t maxM, double* f) {
+#if defined(__x86_64__)
+    if (hasAvx2()) return growthLanesAvx2(n, rate, maxM, f);
+#endif
+    growthLanesBody(n, rate, maxM, f);
+}
+
+void scheduleLanes(const BlockLanes& b, double* typeOneFuture) {
+#if defined(__x86_64__)
+    if (hasAvx2()) return scheduleLanesAvx2(b, typeOneFuture);
+#endif
+    scheduleLanesBody(b, typeOneFuture);
+}
+#undef FPK_LANES_OF
+
 }  // namespace account
 
 namespace {
@@ -290,6 +385,70 @@ public:
         return last;
     }
 
+    // Whole blocks of at most kLaneRows rows go into vector lanes.
+    static constexpr double kLaneRows = 64;
+
+    // How many (up to BlockLanes::kLanes) of the next input rows, with period counts n[] and
+    // types type[] (count of them available), can be placed side by side:
+    // whole counts from 1 to kLaneRows at whole, non-negative offsets below
+    // the row limit, with a valid type. Such blocks follow one another
+    // without overlapping and read nothing that other blocks write.
+    std::size_t laneRows(const double* n, const double* type, std::size_t count) const {
+        std::size_t g = 0;
+        double off = offset_;
+        while (g < account::BlockLanes::kLanes && g < count) {
+            const double m = n[g];
+            const bool fits = m >= 1 && m <= kLaneRows && m == std::trunc(m) && off >= 0 &&
+                              off == std::trunc(off) && off + (m - 1.0) < kRowLimit &&
+                              (type[g] == 0 || type[g] == 1);
+            if (!fits) break;
+            off += m;
+            ++g;
+        }
+        return g;
+    }
+
+    // Places `count` (1..BlockLanes::kLanes) blocks that laneRows accepted, lanes 0..count-1
+    // of b holding their original, rate, payment and n (the other lanes
+    // must be zero). With futureTypes, lead column 0 gets each block's
+    // futureValue (for the lane's type); otherwise the first solvedCount
+    // lead columns get solved[l].
+    void placeLanes(std::size_t count, account::BlockLanes& b, const int* futureTypes, const double* solved,
+                    std::size_t solvedCount) {
+        std::size_t r0[account::BlockLanes::kLanes] = {};
+        double off = offset_;
+        for (std::size_t l = 0; l < account::BlockLanes::kLanes; ++l) {
+            b.m[l] = l < count ? static_cast<std::size_t>(b.n[l]) : 0;
+            if (l < count) {
+                r0[l] = static_cast<std::size_t>(off);
+                start_ = off;
+                off += b.n[l];
+            }
+        }
+        const std::size_t lo = r0[0], hi = r0[count - 1] + b.m[count - 1] - 1;
+        s_.cover(lo, hi);
+        for (std::size_t l = 0; l < count; ++l) {
+            b.opening[l] = s_.at(s_.openingCol(), r0[l]);
+            b.closing[l] = s_.at(s_.closingCol(), r0[l]);
+            b.interest[l] = s_.at(s_.interestCol(), r0[l]);
+            b.periodsLeft[l] = s_.at(s_.periodsCol(), r0[l]);
+        }
+        double typeOne[account::BlockLanes::kLanes];
+        account::scheduleLanes(b, futureTypes != nullptr ? typeOne : nullptr);
+        for (std::size_t l = 0; l < count; ++l) {
+            const std::size_t m = b.m[l];
+            std::fill_n(s_.at(s_.paymentCol(), r0[l]), m, b.payment[l]);
+            if (futureTypes != nullptr) {
+                const double future = futureTypes[l] == 0 ? b.closing[l][m - 1] : typeOne[l];
+                std::fill_n(s_.at(0, r0[l]), m, future);
+            } else {
+                for (std::size_t c = 0; c < solvedCount; ++c) std::fill_n(s_.at(c, r0[l]), m, solved[l]);
+            }
+        }
+        s_.written(lo, hi);
+        offset_ = off;
+    }
+
     // Writes `value` into lead column c on every row of the block just placed
     // with period count n.
     void fillBlock(double n, std::size_t c, double value) {
@@ -390,6 +549,12 @@ void FPKAccountCalculate::execute() {
 }
 
 namespace {
+// Lanes 0..g-1 of dst from src[0..g-1], the other lanes 0 (a fixed count of
+// lanes, so that no library copy is called for these few values).
+void laneValues(double* dst, const double* src, std::size_t g) {
+    for (std::size_t l = 0; l < account::BlockLanes::kLanes; ++l) dst[l] = l < g ? src[l] : 0.0;
+}
+
 // TYPE of a row: 0 or 1, anything else (NaN too) is refused after writing
 // what was built so far.
 int typeOf(double t, Schedule& s, const ColumnBase* typeCol) {
@@ -412,6 +577,19 @@ void FPKAccountCalculate::execute_Future() {
     s.presize(plannedRows(periods));
     BlockPlacer placer(s, periodsCol->getName());
     for (std::size_t i = 0; i < rows; ++i) {
+        const std::size_t g = placer.laneRows(periods.data() + i, type.data() + i, rows - i);
+        if (g >= 2) {
+            account::BlockLanes b;
+            laneValues(b.original, original.data() + i, g);
+            laneValues(b.rate, rate.data() + i, g);
+            laneValues(b.payment, payment.data() + i, g);
+            laneValues(b.n, periods.data() + i, g);
+            int t[account::BlockLanes::kLanes];
+            for (std::size_t l = 0; l < g; ++l) t[l] = type[i + l] == 0 ? 0 : 1;
+            placer.placeLanes(g, b, t, nullptr, 0);
+            i += g - 1;
+            continue;
+        }
         const double n = periods[i];
         placer.check(n);
         // The type is only looked at while periods are being compounded.
@@ -435,6 +613,24 @@ void FPKAccountCalculate::execute_Original() {
     s.presize(plannedRows(periods));
     BlockPlacer placer(s, periodsCol->getName());
     for (std::size_t i = 0; i < rows; ++i) {
+        const std::size_t g = placer.laneRows(periods.data() + i, type.data() + i, rows - i);
+        if (g >= 2) {
+            account::BlockLanes b;
+            double f[account::BlockLanes::kLanes], solved[account::BlockLanes::kLanes];
+            laneValues(b.original, nullptr, 0);
+            laneValues(b.rate, rate.data() + i, g);
+            laneValues(b.payment, payment.data() + i, g);
+            laneValues(b.n, periods.data() + i, g);
+            account::growthLanes(b.n, b.rate, static_cast<std::size_t>(*std::max_element(b.n, b.n + account::BlockLanes::kLanes)), f);
+            for (std::size_t l = 0; l < g; ++l) {
+                const int t = type[i + l] == 0 ? 0 : 1;
+                solved[l] = account::presentValue(rate[i + l], f[l], payment[i + l], future[i + l], t);
+                b.original[l] = solved[l];
+            }
+            placer.placeLanes(g, b, nullptr, solved, 1);
+            i += g - 1;
+            continue;
+        }
         const double n = periods[i];
         placer.check(n);
         const int t = typeOf(type[i], s, typeCol);
@@ -457,6 +653,23 @@ void FPKAccountCalculate::execute_payment() {
     s.presize(plannedRows(periods));
     BlockPlacer placer(s, periodsCol->getName());
     for (std::size_t i = 0; i < rows; ++i) {
+        const std::size_t g = placer.laneRows(periods.data() + i, type.data() + i, rows - i);
+        if (g >= 2) {
+            account::BlockLanes b;
+            double f[account::BlockLanes::kLanes];
+            laneValues(b.original, original.data() + i, g);
+            laneValues(b.rate, rate.data() + i, g);
+            laneValues(b.payment, nullptr, 0);
+            laneValues(b.n, periods.data() + i, g);
+            account::growthLanes(b.n, b.rate, static_cast<std::size_t>(*std::max_element(b.n, b.n + account::BlockLanes::kLanes)), f);
+            for (std::size_t l = 0; l < g; ++l) {
+                const int t = type[i + l] == 0 ? 0 : 1;
+                b.payment[l] = account::periodicPayment(rate[i + l], f[l], original[i + l], future[i + l], t);
+            }
+            placer.placeLanes(g, b, nullptr, nullptr, 0);
+            i += g - 1;
+            continue;
+        }
         const double n = periods[i];
         placer.check(n);
         const int t = typeOf(type[i], s, typeCol);

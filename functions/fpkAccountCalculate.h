@@ -101,6 +101,27 @@ double numberOfPeriods(double rate, double original, double payment, double futu
 void scheduleBlock(double original, double rate, double payment, double n, std::size_t m, double* opening,
                    double* closing, double* interest, double* periodsLeft);
 
+// Eight blocks side by side (for period counts that are whole numbers): lane
+// l is a block of b.m[l] rows (0 for an unused lane) written from the given
+// row pointers, each row exactly as scheduleBlock writes it. Whole blocks
+// are independent, so their steps run in vector lanes, which keeps the
+// divisions of the interest from waiting on one another.
+struct BlockLanes {
+    static constexpr std::size_t kLanes = 8;
+    double original[kLanes], rate[kLanes], payment[kLanes], n[kLanes];
+    std::size_t m[kLanes];
+    double* opening[kLanes];
+    double* closing[kLanes];
+    double* interest[kLanes];
+    double* periodsLeft[kLanes];
+};
+// Writes the lanes' schedules; with typeOneFuture, also futureValue of each
+// lane for type 1 (for type 0 the block's last CLOSING is futureValue: the
+// same steps in the same order).
+void scheduleLanes(const BlockLanes& b, double* typeOneFuture);
+// growthFactor(n[l], rate[l]) of every lane; maxM >= ceil(n[l]) of each.
+void growthLanes(const double* n, const double* rate, std::size_t maxM, double* f);
+
 }  // namespace account
 
 }  // namespace businessFunctions

@@ -79,7 +79,7 @@ double rowValue(const double* values, const double* days, const double* first, c
 // sum over k of v[k] * exp(((a + w[k]) / 365) * negLog), for negLog <= 0 and
 // a + w[k] >= -365: the discounted later values of one row, with w[k] the
 // days before row k plus its later part and a = first[i] - days before row
-// i + 1. Four terms at a time where the processor allows.
+// i + 1. Four or eight terms at a time where the processor allows.
 double discountedSum(const double* v, const double* w, std::size_t count, double a, double negLog);
 
 // rowValue for whole day counts (UniformRate::daysApply) and a rate that is

@@ -7,6 +7,7 @@
 // and the schedule opening of period k = pv (1 + r)^k + pmt ((1 + r)^k - 1) / r
 // (interest always on the opening balance).
 #include <cmath>
+#include <random>
 
 #include "testSupport.h"
 
@@ -240,4 +241,89 @@ TEST(TvmNumberPeriods, RateZeroDivisionIsWrittenOnOneRow) {
     ASSERT_EQ(period.size(), 16u);
     EXPECT_TRUE(std::isinf(period[0]));
     EXPECT_EQ(period[1], std::ceil(std::log(2.0) / std::log(1.05)));
+}
+
+namespace {
+
+// The account schedule from its definition, one input row and one step at a
+// time: the solved value by the function's own loops and formulas, the
+// block of row i at rows trunc(offset + k), opening k > 0 read back from the
+// CLOSING one row up. Period counts must keep every row at or after row 0.
+std::vector<std::vector<double>> scheduleByDefinition(const std::string& fn, const std::vector<double>& periods,
+                                                      const std::vector<double>& rate, const std::vector<double>& a,
+                                                      const std::vector<double>& b, const std::vector<double>& type) {
+    std::vector<std::vector<double>> out(6);
+    double offset = 0;
+    for (std::size_t i = 0; i < periods.size(); ++i) {
+        const double n = periods[i], r = rate[i], t = type[i];
+        double f = 1, solved = 0, original = 0, payment = 0;
+        for (double c = 0; n > c; c += 1) f = f * (1.0 + r / 100.0);
+        if (fn == "FUTURE") {  // a = present, b = payment
+            double bal = a[i];
+            for (double c = 0; n > c; c += 1)
+                bal = t == 0 ? bal + b[i] + r * bal / 100.0 : (bal + b[i]) * (r / 100.0 + 1.0);
+            solved = bal, original = a[i], payment = b[i];
+        } else if (fn == "PRESENTVALUE") {  // a = payment, b = future
+            const double ann = t == 0 ? (f - 1.0) * a[i] * 100.0 / r : (r / 100.0 + 1.0) * a[i] * (f - 1.0) * 100.0 / r;
+            solved = original = (b[i] - ann) / f, payment = a[i];
+        } else {  // PAYMENT: a = present, b = future
+            original = a[i];
+            solved = payment = t == 0 ? (b[i] - a[i] * f) * r / 100.0 / (f - 1.0)
+                                      : ((b[i] - a[i] * f) * r / 100.0) / ((r / 100.0 + 1.0) * (f - 1.0));
+        }
+        for (double k = 0; n > k; k += 1) {
+            const std::size_t row = static_cast<std::size_t>(std::trunc(offset + k));
+            for (auto& c : out)
+                if (c.size() <= row) c.resize(row + 1, 0.0);
+            const double open = k == 0 ? original : out[3][row - 1];
+            const double in = open * r / 100.0;
+            out[0][row] = solved;
+            out[1][row] = payment;
+            out[2][row] = open;
+            out[3][row] = open + payment + in;
+            out[4][row] = in;
+            out[5][row] = n - k;
+        }
+        offset += n;
+    }
+    return out;
+}
+
+}  // namespace
+
+TEST(TvmSchedule, ConsecutiveWholeBlocksMatchTheDefinitionExactly) {
+    // Runs of whole period counts (placed several blocks at a time) broken
+    // by fractional and long counts (placed one at a time), both types.
+    std::mt19937 gen(11);
+    const std::size_t rows = 400;
+    std::vector<double> periods, rate, present, payment, future, type;
+    for (std::size_t i = 0; i < rows; ++i) {
+        // 2.5 periods put the offset between rows until the 0.5 after them.
+        const unsigned pick = gen() % 20;
+        if (!periods.empty() && periods.back() == 2.5)
+            periods.push_back(0.5);
+        else
+            periods.push_back(pick == 0 ? 2.5 : pick == 1 ? 70 : 1 + static_cast<double>(gen() % 12));
+        rate.push_back(0.25 + static_cast<double>(gen() % 400) / 16);
+        present.push_back(static_cast<double>(gen() % 20000) - 5000);
+        payment.push_back(static_cast<double>(gen() % 1000) - 600);
+        future.push_back(static_cast<double>(gen() % 30000));
+        type.push_back(static_cast<double>(gen() % 2));
+    }
+    struct Fn {
+        const char* name;
+        std::vector<Argument> args;
+        const std::vector<double>&a, &b;
+    };
+    for (const Fn& fn : std::vector<Fn>{
+             {"FUTURE", {col(periods), col(rate), col(present), col(payment), col(type)}, present, payment},
+             {"PRESENTVALUE", {col(rate), col(periods), col(payment), col(future), col(type)}, payment, future},
+             {"PAYMENT", {col(rate), col(periods), col(present), col(future), col(type)}, present, future}}) {
+        auto r = call(fn.name, fn.args);
+        ASSERT_FALSE(r.error) << r.error->message;
+        const auto want = scheduleByDefinition(fn.name, periods, rate, fn.a, fn.b, type);
+        const std::size_t lead = std::string(fn.name) == "PAYMENT" ? 1 : 0;  // PAYMENT has no separate solved column
+        for (std::size_t c = lead; c < 6; ++c)
+            EXPECT_EQ(doublesOf(r, c - lead), want[c]) << fn.name << " column " << c - lead;
+    }
 }

@@ -99,7 +99,9 @@ Column::Column(std::string name, int valueType, bool readOnly)
     : name_(std::move(name)), type_(valueType), readOnly_(readOnly) {}
 Column::~Column() { freeTexts(0, texts_.size()); }
 
-const char* Column::textData(const TextRow& row) noexcept {
+// The row helpers are inline (used in this file only) so that the row loops
+// inline them instead of calling through the library's exported symbols.
+inline const char* Column::textData(const TextRow& row) noexcept {
     if (row.size <= kInlineText) return row.bytes;
     const char* heap;
     std::memcpy(&heap, row.bytes + 4, sizeof heap);
@@ -109,7 +111,7 @@ const char* Column::textData(const TextRow& row) noexcept {
 // Writes one row; rows are written by one thread each (column jobs write
 // disjoint ranges), so only the flag of heap blocks is shared. The old heap
 // block is freed last: the text may be a view of this very row.
-void Column::putText(TextRow& row, std::string_view text) {
+inline void Column::putText(TextRow& row, std::string_view text) {
     const char* old = row.size > kInlineText ? textData(row) : nullptr;
     if (text.size() <= kInlineText) {
         copyShortText(row.bytes, text.data(), text.size());
@@ -124,7 +126,7 @@ void Column::putText(TextRow& row, std::string_view text) {
     delete[] old;
 }
 
-void Column::freeTexts(std::size_t begin, std::size_t end) noexcept {
+inline void Column::freeTexts(std::size_t begin, std::size_t end) noexcept {
     if (!heapTexts_.load(std::memory_order_relaxed)) return;
     for (std::size_t i = begin; i < end; ++i)
         if (texts_[i].size > kInlineText) {

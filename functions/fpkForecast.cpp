@@ -221,10 +221,10 @@ Outcome projectFromWindow(const Plan& p, std::size_t k, const int32_t* days, dou
                           RhoUtils::Allocator& scratch) {
     const bool byDays = days != nullptr;
     const std::size_t cap = p.n < p.nA ? p.n : p.nA;
-    FpkVector<double> px = makeVector<double>(scratch, cap);
-    FpkVector<double> py = makeVector<double>(scratch, cap);
-    FpkVector<double> pd = makeVector<double>(scratch, byDays ? cap : 0);
-    FpkVector<double> pr = makeVector<double>(scratch, byDays && linear ? cap : 0);
+    FpkVector<double> px = makeScratch<double>(scratch, cap);
+    FpkVector<double> py = makeScratch<double>(scratch, cap);
+    FpkVector<double> pd = makeScratch<double>(scratch, byDays ? cap : 0);
+    FpkVector<double> pr = makeScratch<double>(scratch, byDays && linear ? cap : 0);
     WindowStats window(k, px.data(), linear ? (byDays ? pr.data() : py.data()) : nullptr, py.data(),
                        byDays ? pd.data() : nullptr);
     std::size_t m = 0;  // points in the list
@@ -353,14 +353,13 @@ constexpr std::size_t kTextRange = std::size_t(1) << 15;
 // buffer.
 template <class T>
 FpkVector<T> readNumbers(const ColumnBase* col, std::size_t begin, std::size_t end, IoSite site) {
-    FpkVector<T> out = makeVector<T>(hForecastAlloc(), end - begin);
-    FpkVector<NullFlags> nulls = makeVector<NullFlags>(hForecastAlloc(), std::min(end - begin, kTextRange));
+    FpkVector<T> out = makeScratch<T>(hForecastAlloc(), end - begin);
+    FpkVector<NullFlags> nulls = makeScratch<NullFlags>(hForecastAlloc(), std::min(end - begin, kTextRange));
     for (std::size_t lo = begin; lo < end; lo += kTextRange) {
         const std::size_t hi = std::min(end, lo + kTextRange);
         T* dst = out.data() + (lo - begin);
         readRange(col, lo, hi, dst, nulls.data(), site);
-        for (std::size_t i = 0; i < hi - lo; ++i)
-            if (nulls[i]) dst[i] = T(0);
+        replaceNulls(dst, nulls.data(), hi - lo, T(0));
     }
     return out;
 }
@@ -375,10 +374,10 @@ struct Periods {
     FpkVector<uint8_t> marker;
 
     explicit Periods(const ColumnBase* period)
-        : column(period), marker(makeVector<uint8_t>(hForecastAlloc(), period->size())) {
+        : column(period), marker(makeScratch<uint8_t>(hForecastAlloc(), period->size())) {
         const std::size_t n = marker.size();
-        FpkVector<std::string_view> texts = makeVector<std::string_view>(hForecastAlloc(), std::min(n, kTextRange));
-        FpkVector<NullFlags> nulls = makeVector<NullFlags>(hForecastAlloc(), texts.size());
+        FpkVector<std::string_view> texts = makeScratch<std::string_view>(hForecastAlloc(), std::min(n, kTextRange));
+        FpkVector<NullFlags> nulls = makeScratch<NullFlags>(hForecastAlloc(), texts.size());
         for (std::size_t lo = 0; lo < n; lo += kTextRange) {
             const std::size_t hi = std::min(n, lo + kTextRange);
             readRange(period, lo, hi, texts.data(), nulls.data(), kPeriodRead);
@@ -389,8 +388,8 @@ struct Periods {
 
     // RE_PERIOD rows [0, rows) = PERIOD rows, nulls included.
     void copyTo(ColumnBase* re_period, std::size_t rows) const {
-        FpkVector<std::string_view> texts = makeVector<std::string_view>(hForecastAlloc(), std::min(rows, kTextRange));
-        FpkVector<NullFlags> nulls = makeVector<NullFlags>(hForecastAlloc(), texts.size());
+        FpkVector<std::string_view> texts = makeScratch<std::string_view>(hForecastAlloc(), std::min(rows, kTextRange));
+        FpkVector<NullFlags> nulls = makeScratch<NullFlags>(hForecastAlloc(), texts.size());
         for (std::size_t lo = 0; lo < rows; lo += kTextRange) {
             const std::size_t hi = std::min(rows, lo + kTextRange);
             readRange(column, lo, hi, texts.data(), nulls.data(), kPeriodRead);
@@ -523,7 +522,7 @@ void FPKForecast::execute_actbud(ColumnBase* period, ColumnBase* budget, ColumnB
     FpkVector<double> actuals = readNumbers<double>(actual, kActualRead);
     FpkVector<int32_t> flags = readNumbers<int32_t>(afFlag, kFlagRead);
     Periods periods(period);
-    FpkVector<double> values = makeVector<double>(hForecastAlloc(), periods.size());
+    FpkVector<double> values = makeScratch<double>(hForecastAlloc(), periods.size());
     const forecast::Outcome outcome = forecast::actBud(planOf(periods, flags, actuals), budgets.data(), values.data());
     finish(periods, values.data(), outcome, re_period, result, period, actual, afFlag, nullptr, nullptr);
 }
@@ -535,7 +534,7 @@ void FPKForecast::execute_override(ColumnBase* period, ColumnBase* actual, Colum
     FpkVector<double> overrides = readNumbers<double>(overridecol, kOverrideRead);
     FpkVector<int32_t> flags = readNumbers<int32_t>(afFlag, kFlagRead);
     Periods periods(period);
-    FpkVector<double> values = makeVector<double>(hForecastAlloc(), periods.size());
+    FpkVector<double> values = makeScratch<double>(hForecastAlloc(), periods.size());
     const forecast::Outcome outcome = forecast::overrideValues(planOf(periods, flags, actuals), overrides.data(),
                                                                overrides.size(), values.data());
     finish(periods, values.data(), outcome, re_period, result, period, actual, afFlag, overridecol, nullptr);
@@ -559,7 +558,7 @@ void FPKForecast::execute_trend(ColumnBase* period, ColumnBase* budget, ColumnBa
     FpkVector<double> actuals = readNumbers<double>(actual, kActualRead);
     FpkVector<int32_t> flags = readNumbers<int32_t>(afFlag, kFlagRead);
     Periods periods(period);
-    FpkVector<double> values = makeVector<double>(hForecastAlloc(), periods.size());
+    FpkVector<double> values = makeScratch<double>(hForecastAlloc(), periods.size());
     const forecast::Outcome outcome = forecast::trend(planOf(periods, flags, actuals), budgets.data(), values.data());
     finish(periods, values.data(), outcome, re_period, result, period, actual, afFlag, nullptr, nullptr);
 }
@@ -571,7 +570,7 @@ void FPKForecast::execute_goal(ColumnBase* period, ColumnBase* budget, ColumnBas
     FpkVector<double> actuals = readNumbers<double>(actual, kActualRead);
     FpkVector<int32_t> flags = readNumbers<int32_t>(afFlag, kFlagRead);
     Periods periods(period);
-    FpkVector<double> values = makeVector<double>(hForecastAlloc(), periods.size());
+    FpkVector<double> values = makeScratch<double>(hForecastAlloc(), periods.size());
     const forecast::Outcome outcome = forecast::goal(planOf(periods, flags, actuals), budgets.data(), values.data());
     finish(periods, values.data(), outcome, re_period, result, period, actual, afFlag, nullptr, nullptr);
 }
@@ -605,7 +604,7 @@ void FPKForecast::execute_window(bool linear, ColumnBase* period, ColumnBase* ac
                   {"APPEND", "Period number should be greater than 0"});
     if (static_cast<std::size_t>(k) > actuals.size()) FPK_RAISE(ERR_FPK_FCST_INVALID_PRD_NUM);
     Periods periods(period);
-    FpkVector<double> values = makeVector<double>(hForecastAlloc(), nP);
+    FpkVector<double> values = makeScratch<double>(hForecastAlloc(), nP);
     const forecast::Plan plan = planOf(periods, flags, actuals);
     const int32_t* dayData = byDays ? dayCounts.data() : nullptr;
     const forecast::Outcome outcome =
@@ -625,7 +624,7 @@ void FPKForecast::execute_periodic(ColumnBase* period, ColumnBase* budget, Colum
     FpkVector<double> actuals = readNumbers<double>(actual, kActualRead);
     FpkVector<int32_t> afFlags = readNumbers<int32_t>(afFlag, kFlagRead);
     Periods periods(period);
-    FpkVector<double> values = makeVector<double>(hForecastAlloc(), nP);
+    FpkVector<double> values = makeScratch<double>(hForecastAlloc(), nP);
     const forecast::Outcome outcome = forecast::periodic(planOf(periods, afFlags, actuals), budgets.data(),
                                                          flags.data(), flags.size(), values.data());
     finish(periods, values.data(), outcome, re_period, result, period, actual, afFlag, nullptr, nullptr);
@@ -633,7 +632,7 @@ void FPKForecast::execute_periodic(ColumnBase* period, ColumnBase* budget, Colum
 
 void FPKForecast::execute_subtotal(ColumnBase* period, ColumnBase* budget, ColumnBase* actual, ColumnBase* afFlag,
                                    ColumnBase* re_period, ColumnBase* result) {
-    FpkVector<int32_t> flags = makeVector<int32_t>(hForecastAlloc(), period->size());
+    FpkVector<int32_t> flags = makeScratch<int32_t>(hForecastAlloc(), period->size());
     {
         Periods periods(period);
         forecast::subtotalFlags(periods.marker.data(), periods.size(), flags.data());

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <stdexcept>
 
 #include "HostFaults.h"
 #include "QELHost.h"
@@ -66,6 +67,27 @@ bool anySet(const NullFlags* flags, std::size_t n) {
     return any != 0;
 }
 
+// Copies a text of at most 12 bytes with fixed-size moves, two overlapping
+// ones from each end, instead of a call per row. Both are loaded before
+// either is stored, so the text may overlap the destination.
+template <class Word>
+void copyEnds(char* dst, const char* src, std::size_t n) {
+    Word head, tail;
+    std::memcpy(&head, src, sizeof head);
+    std::memcpy(&tail, src + n - sizeof tail, sizeof tail);
+    std::memcpy(dst, &head, sizeof head);
+    std::memcpy(dst + n - sizeof tail, &tail, sizeof tail);
+}
+
+void copyShortText(char* dst, const char* src, std::size_t n) {
+    if (n >= 8)
+        copyEnds<uint64_t>(dst, src, n);
+    else if (n >= 4)
+        copyEnds<uint32_t>(dst, src, n);
+    else
+        for (std::size_t i = 0; i < n; ++i) dst[i] = src[i];
+}
+
 bool toInt32(double v, int32_t& out) {
     if (!(v >= -2147483648.0 && v < 2147483648.0)) return false;  // NaN, infinities, out of range
     out = static_cast<int32_t>(v);
@@ -75,7 +97,43 @@ bool toInt32(double v, int32_t& out) {
 
 Column::Column(std::string name, int valueType, bool readOnly)
     : name_(std::move(name)), type_(valueType), readOnly_(readOnly) {}
-Column::~Column() = default;
+Column::~Column() { freeTexts(0, texts_.size()); }
+
+// The row helpers are inline (used in this file only) so that the row loops
+// inline them instead of calling through the library's exported symbols.
+inline const char* Column::textData(const TextRow& row) noexcept {
+    if (row.size <= kInlineText) return row.bytes;
+    const char* heap;
+    std::memcpy(&heap, row.bytes + 4, sizeof heap);
+    return heap;
+}
+
+// Writes one row; rows are written by one thread each (column jobs write
+// disjoint ranges), so only the flag of heap blocks is shared. The old heap
+// block is freed last: the text may be a view of this very row.
+inline void Column::putText(TextRow& row, std::string_view text) {
+    const char* old = row.size > kInlineText ? textData(row) : nullptr;
+    if (text.size() <= kInlineText) {
+        copyShortText(row.bytes, text.data(), text.size());
+    } else {
+        if (text.size() > UINT32_MAX) throw std::length_error("text too long");
+        char* heap = new char[text.size()];
+        std::memcpy(heap, text.data(), text.size());
+        std::memcpy(row.bytes + 4, &heap, sizeof heap);
+        heapTexts_.store(true, std::memory_order_relaxed);
+    }
+    row.size = static_cast<uint32_t>(text.size());
+    delete[] old;
+}
+
+inline void Column::freeTexts(std::size_t begin, std::size_t end) noexcept {
+    if (!heapTexts_.load(std::memory_order_relaxed)) return;
+    for (std::size_t i = begin; i < end; ++i)
+        if (texts_[i].size > kInlineText) {
+            delete[] textData(texts_[i]);
+            texts_[i].size = 0;
+        }
+}
 
 ColumnPtr Column::make(std::string name, int valueType, bool readOnly) {
     return ColumnPtr::adopt(new Column(std::move(name), valueType, readOnly));
@@ -97,7 +155,8 @@ ColumnPtr Column::ints(std::string name, const std::vector<int32_t>& values) {
 
 ColumnPtr Column::strings(std::string name, const std::vector<std::string>& values) {
     ColumnPtr c = make(std::move(name), VT_STRING);
-    c->texts_ = values;
+    c->texts_.resize(values.size(), TextRow{});
+    for (std::size_t i = 0; i < values.size(); ++i) c->putText(c->texts_[i], values[i]);
     c->nulls_.assign(values.size(), 0);
     return c;
 }
@@ -117,12 +176,14 @@ double Column::numberAt(std::size_t row) const {
     return numbers_[row];
 }
 int32_t Column::integerAt(std::size_t row) const { return integers_[row]; }
-const std::string& Column::textAt(std::size_t row) const { return texts_[row]; }
+std::string_view Column::textAt(std::size_t row) const { return {textData(texts_[row]), texts_[row].size}; }
 
 bool Column::grow(std::size_t rows) noexcept {
     try {
-        if (isText())
-            texts_.resize(rows);
+        if (isText()) {
+            if (rows < texts_.size()) freeTexts(rows, texts_.size());
+            texts_.resize(rows, TextRow{});
+        }
         else if (isInteger())
             integers_.resize(rows, 0);
         else
@@ -175,10 +236,9 @@ bool Column::getNative(std::size_t begin, std::size_t end, int32_t* out, NullFla
 bool Column::getNative(std::size_t begin, std::size_t end, std::string_view* out, NullFlags* nulls) const noexcept {
     if (detail::shouldFail(Fault::GetNative)) return false;
     if (begin > end || end > size() || !isText()) return false;
-    for (std::size_t i = begin; i < end; ++i) {
-        out[i - begin] = nulls_[i] ? std::string_view() : std::string_view(texts_[i]);
-        if (nulls) nulls[i - begin] = nulls_[i];
-    }
+    for (std::size_t i = begin; i < end; ++i)
+        out[i - begin] = nulls_[i] ? std::string_view() : std::string_view(textData(texts_[i]), texts_[i].size);
+    if (nulls && end > begin) std::memcpy(nulls, nulls_.data() + begin, end - begin);
     return true;
 }
 
@@ -250,7 +310,7 @@ bool Column::setNative(std::size_t begin, std::size_t end, const std::string_vie
         for (std::size_t i = begin; i < end; ++i) {
             const bool isNullRow = nulls != nullptr && nulls[i - begin] != 0;
             nulls_[i] = isNullRow ? 1 : 0;
-            texts_[i] = isNullRow ? std::string() : std::string(in[i - begin]);
+            putText(texts_[i], isNullRow ? std::string_view() : in[i - begin]);
         }
     } catch (...) {
         return false;

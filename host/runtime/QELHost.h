@@ -3,6 +3,7 @@
 // profiler, threads, clock, error registry and fault injection.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -59,20 +60,36 @@ public:
     // Host-side access (no fault injection, no conversion checks).
     double numberAt(std::size_t row) const;
     int32_t integerAt(std::size_t row) const;
-    const std::string& textAt(std::size_t row) const;
+    std::string_view textAt(std::size_t row) const;
     bool isNumeric() const;
     bool isText() const { return type_ == RhoCommonObjects::VT_STRING; }
     bool isInteger() const { return type_ == RhoCommonObjects::VT_INTEGER || type_ == RhoCommonObjects::VT_BOOLEAN; }
 
 private:
+    // A text row in 16 bytes, as a column store keeps them: texts of up to
+    // kInlineText bytes sit in the row itself, a longer text in a heap block
+    // of its own whose address sits at bytes + 4. Rows are plain data (a
+    // zero row is the empty text), so resizing a column moves and clears
+    // them as memory; the column frees the heap blocks.
+    struct TextRow {
+        uint32_t size;
+        char bytes[12];
+    };
+    static constexpr std::size_t kInlineText = sizeof(TextRow::bytes);
+
     bool grow(std::size_t rows) noexcept;
+    static const char* textData(const TextRow& row) noexcept;
+    void putText(TextRow& row, std::string_view text);
+    void freeTexts(std::size_t begin, std::size_t end) noexcept;
 
     std::string name_;
     int type_;
     bool readOnly_;
     std::vector<double> numbers_;
     std::vector<int32_t> integers_;
-    std::vector<std::string> texts_;
+    std::vector<TextRow> texts_;
+    // Set once any row has held a heap block; until then no row needs freeing.
+    std::atomic<bool> heapTexts_{false};
     std::vector<NullFlags> nulls_;
 };
 

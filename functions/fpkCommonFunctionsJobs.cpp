@@ -74,13 +74,26 @@ void transformRows(const double* x, const unsigned char* xNull, const double* me
                    std::size_t n, double* out, unsigned char* outNull) {
     // A chunk of one method (the usual case) runs a loop of that method
     // alone, which the compiler turns into vector code where it can.
-    bool uniform = n > 0 && !methodNull[0];
-    for (std::size_t i = 1; i < n && uniform; ++i) uniform = method[i] == method[0] && !methodNull[i];
-    const double c = uniform ? std::trunc(method[0]) : -1;
+    // The tests are loops without exits over one type each, so that they
+    // run as vector code too.
+    const double m0 = n > 0 ? method[0] : 0;
+    std::size_t differing = 0;
+    for (std::size_t i = 0; i < n; ++i) differing += method[i] != m0 ? 1 : 0;
+    const bool uniform = n > 0 && differing == 0 && !anyNull(methodNull, n);
+    const double c = uniform ? std::trunc(m0) : -1;
     const auto finish = [&](auto f) {
-        for (std::size_t i = 0; i < n; ++i) out[i] = f(x[i]);
-        for (std::size_t i = 0; i < n; ++i)
-            outNull[i] = static_cast<unsigned char>(xNull[i] | !(std::fabs(out[i]) <= std::numeric_limits<double>::max()));
+        std::size_t unbounded = 0;
+        for (std::size_t i = 0; i < n; ++i) {
+            out[i] = f(x[i]);
+            unbounded += std::fabs(out[i]) <= std::numeric_limits<double>::max() ? 0 : 1;
+        }
+        if (unbounded == 0) {
+            // Every value is finite: the input's nulls are the result's.
+            std::copy(xNull, xNull + n, outNull);
+        } else {
+            for (std::size_t i = 0; i < n; ++i)
+                outNull[i] = static_cast<unsigned char>(xNull[i] | !(std::fabs(out[i]) <= std::numeric_limits<double>::max()));
+        }
         replaceNulls(out, outNull, n, 0.0);
     };
     if (c == 0)

@@ -44,7 +44,8 @@ public:
         for (std::size_t c = begin; c < end; c += chunk) {
             const std::size_t stop = std::min(end, c + chunk);
             yoy::difference(base_, c, stop, style, out.data(), nulls.data());
-            writeRange(differenceCol_, c, stop, out.data(), nulls.data(), kDifferenceWrite);
+            // Past the first year no row is null: the write needs no flags.
+            writeRange(differenceCol_, c, stop, out.data(), c >= yoy::kLag ? nullptr : nulls.data(), kDifferenceWrite);
         }
     }
     void operator()(std::size_t begin, std::size_t end) override { run<double>(begin, end); }
@@ -55,13 +56,36 @@ private:
     ColumnBase* differenceCol_;
     int style_;
 };
+// Looks for a prior-year value too small to divide by in one row range
+// (every range reads the shared series, none writes it).
+class ZeroDivisorvol final : public ColumnJob {
+public:
+    explicit ZeroDivisorvol(const double* base) : base_(base) {}
+    ZeroDivisorvol(const ZeroDivisorvol&) = default;
+    void operator()(std::size_t begin, std::size_t end) override {
+        if (yoy::firstZeroDivisor(base_, begin, end) < end)
+            FPK_RAISE(ERR_FPK_COMM_DIVIDE_BY_ZERO, {"ZERO_THRESHOLD", "1e-10"});
+    }
+
+private:
+    const double* base_;
+};
 }  // namespace
 
 namespace yoy {
-std::size_t firstZeroDivisor(const double* b, std::size_t n) {
-    for (std::size_t r = kLag; r < n; ++r)
-        if (!(std::fabs(b[r - kLag]) >= zeroThreshold)) return r;
-    return n;
+std::size_t firstZeroDivisor(const double* b, std::size_t begin, std::size_t end) {
+    // Blocks are tested whole by a loop without an exit, which runs as vector
+    // code; only a block with a small divisor is searched row by row.
+    constexpr std::size_t kBlock = 1024;
+    for (std::size_t lo = std::max(begin, kLag); lo < end; lo += kBlock) {
+        const std::size_t hi = end - lo < kBlock ? end : lo + kBlock;
+        bool small = false;
+        for (std::size_t r = lo; r < hi; ++r) small |= !(std::fabs(b[r - kLag]) >= zeroThreshold);
+        if (small)
+            for (std::size_t r = lo; r < hi; ++r)
+                if (!(std::fabs(b[r - kLag]) >= zeroThreshold)) return r;
+    }
+    return end;
 }
 
 void difference(const double* b, std::size_t begin, std::size_t end, FPKYearOverYearDifference::styleType style,
@@ -101,8 +125,10 @@ void FPKYearOverYearDifference::execute() {
 
     const std::size_t n = baseCol->size();
     FpkVector<double> b = readWholeDoubles(baseCol, yoyAllocator(), kBaseRead, "YearOverYearDifference");
-    if (style == PERCENT && yoy::firstZeroDivisor(b.data(), n) < n)
-        FPK_RAISE(ERR_FPK_COMM_DIVIDE_BY_ZERO, {"ZERO_THRESHOLD", "1e-10"});
+    if (style == PERCENT && n > 0) {
+        RhoUtils::SharedPtr<ZeroDivisorvol> check = makeJob<ZeroDivisorvol>(yoyAllocator(), b.data());
+        runColumnJob(*check, n, "YearOverYearDifference", __FILE__, __LINE__);
+    }
 
     resizeColumn(differenceCol, n, kDifferenceWrite);
     if (n == 0) return;

@@ -27,9 +27,9 @@ private:
 namespace yoy {
 // Months per year: the distance to the prior-year row.
 inline constexpr std::size_t kLag = 12;
-// The first row r >= 12 whose prior-year value b[r - 12] has a magnitude
-// below 1e-10 (or is NaN), or n when there is none.
-std::size_t firstZeroDivisor(const double* b, std::size_t n);
+// The first row r of [begin, end), r >= 12, whose prior-year value b[r - 12]
+// has a magnitude below 1e-10 (or is NaN), or end when there is none.
+std::size_t firstZeroDivisor(const double* b, std::size_t begin, std::size_t end);
 // Rows [begin, end) of the result over the whole series b: out[i] and
 // nulls[i] for row begin + i. Rows before 12 are null (value 0).
 void difference(const double* b, std::size_t begin, std::size_t end, FPKYearOverYearDifference::styleType style,

@@ -35,6 +35,9 @@ const char* levelName(Level level) noexcept;
 }  // namespace businessFunctions::isa
 
 #define FPK_KERNEL inline __attribute__((always_inline))
+// For lambdas inside a kernel, so that they are compiled into each version
+// too: `[&](double v) FPK_INLINE_LAMBDA { ... }`.
+#define FPK_INLINE_LAMBDA __attribute__((always_inline))
 #define FPK_TARGET_AVX512 __attribute__((target("arch=x86-64-v4,prefer-vector-width=512")))
 #define FPK_TARGET_AVX2 __attribute__((target("arch=x86-64-v3")))
 

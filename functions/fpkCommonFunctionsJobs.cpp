@@ -10,6 +10,7 @@
 #include "../common/fpkColumnJob.h"
 #include "../common/fpkCommonCode.h"
 #include "../common/fpkDefines.h"
+#include "../common/fpkIsaDispatch.h"
 #include "../common/fpkTrace.h"
 #include "../interface/FPKQELInterfaces.h"
 #include "fpkCommonFunctions.h"
@@ -70,8 +71,8 @@ bool transform(double x, double method, double& out) {
     return true;
 }
 
-void transformRows(const double* x, const unsigned char* xNull, const double* method, const unsigned char* methodNull,
-                   std::size_t n, double* out, unsigned char* outNull) {
+FPK_KERNEL void transformRowsKernel(const double* x, const unsigned char* xNull, const double* method,
+                                    const unsigned char* methodNull, std::size_t n, double* out, unsigned char* outNull) {
     // A chunk of one method (the usual case) runs a loop of that method
     // alone, which the compiler turns into vector code where it can.
     // The tests are loops without exits over one type each, so that they
@@ -81,7 +82,7 @@ void transformRows(const double* x, const unsigned char* xNull, const double* me
     for (std::size_t i = 0; i < n; ++i) differing += method[i] != m0 ? 1 : 0;
     const bool uniform = n > 0 && differing == 0 && !anyNull(methodNull, n);
     const double c = uniform ? std::trunc(m0) : -1;
-    const auto finish = [&](auto f) {
+    const auto finish = [&](auto f) FPK_INLINE_LAMBDA {
         std::size_t unbounded = 0;
         for (std::size_t i = 0; i < n; ++i) {
             out[i] = f(x[i]);
@@ -97,23 +98,28 @@ void transformRows(const double* x, const unsigned char* xNull, const double* me
         replaceNulls(out, outNull, n, 0.0);
     };
     if (c == 0)
-        finish([](double v) { return v; });
+        finish([](double v) FPK_INLINE_LAMBDA { return v; });
     else if (c == 1)
-        finish([](double v) { return std::log(v); });
+        finish([](double v) FPK_INLINE_LAMBDA { return std::log(v); });
     else if (c == 2)
-        finish([](double v) { return std::exp(v); });
+        finish([](double v) FPK_INLINE_LAMBDA { return std::exp(v); });
     else if (c == 3)
-        finish([](double v) { return std::sqrt(v); });
+        finish([](double v) FPK_INLINE_LAMBDA { return std::sqrt(v); });
     else if (c == 4)
-        finish([](double v) { return v * v; });
+        finish([](double v) FPK_INLINE_LAMBDA { return v * v; });
     else if (c == 5)
-        finish([](double v) { return 1 / v; });
+        finish([](double v) FPK_INLINE_LAMBDA { return 1 / v; });
     else
         for (std::size_t i = 0; i < n; ++i) {
             out[i] = 0.0;
             outNull[i] = (xNull[i] || methodNull[i] || !transform(x[i], method[i], out[i])) ? 1 : 0;
         }
 }
+
+FPK_DISPATCHED(void, transformRows,
+               (const double* x, const unsigned char* xNull, const double* method, const unsigned char* methodNull,
+                std::size_t n, double* out, unsigned char* outNull),
+               (x, xNull, method, methodNull, n, out, outNull))
 
 RoundingStep roundingStep(double s) {
     constexpr double eps = 1e-9;
@@ -148,8 +154,8 @@ double roundToStep(double x, const RoundingStep& step, int method) {
 
 double roundToStep(double x, double s, int method) { return roundToStep(x, roundingStep(s), method); }
 
-void roundRows(const double* x, const unsigned char* xNull, std::size_t n, const RoundingStep& step, int method,
-               double* out) {
+FPK_KERNEL void roundRowsKernel(const double* x, const unsigned char* xNull, std::size_t n, const RoundingStep& step,
+                                int method, double* out) {
     // The rows go through one branch-free loop per method that runs as
     // vector code. floor and ceil of y >= 0 are taken without a library call:
     // below 2^52, adding and taking away 2^52 rounds y to the nearest whole
@@ -160,7 +166,7 @@ void roundRows(const double* x, const unsigned char* xNull, std::size_t n, const
     constexpr double eps = 1e-9, two52 = 4503599627370496.0;
     // Local copies: the loops write through `out`, which could otherwise alias `step`.
     const double s = step.step, reciprocal = step.reciprocal;
-    const auto rows = [&](auto whole) {
+    const auto rows = [&](auto whole) FPK_INLINE_LAMBDA {
         // Both sides of every choice are computed, so that the compiler may
         // turn the choices into selects.
         if (step.decimal)
@@ -175,17 +181,17 @@ void roundRows(const double* x, const unsigned char* xNull, std::size_t n, const
             }
     };
     if (method == FPKCommonFunctions::NEAREST)
-        rows([](double a) {
+        rows([](double a) FPK_INLINE_LAMBDA {
             const double y = (a + 0.5) + eps, r = (y + two52) - two52, below = r - 1;
             return r > y ? below : r;
         });
     else if (method == FPKCommonFunctions::UP)
-        rows([](double a) {
+        rows([](double a) FPK_INLINE_LAMBDA {
             const double y = a - eps, r = (y + two52) - two52, above = r + 1;  // a tiny negative y gives 0, as ceil would
             return r < y ? above : r;
         });
     else
-        rows([](double a) {
+        rows([](double a) FPK_INLINE_LAMBDA {
             const double y = a + eps, r = (y + two52) - two52, below = r - 1;
             return r > y ? below : r;
         });
@@ -195,6 +201,11 @@ void roundRows(const double* x, const unsigned char* xNull, std::size_t n, const
         if (!(std::fabs(x[i]) < limit)) out[i] = roundToStep(x[i], step, method);
     replaceNulls(out, xNull, n, 0.0);
 }
+
+FPK_DISPATCHED(void, roundRows,
+               (const double* x, const unsigned char* xNull, std::size_t n, const RoundingStep& step, int method,
+                double* out),
+               (x, xNull, n, step, method, out))
 
 double cycleValue(const Wave* waves, std::size_t count, double t) {
     double v = 0;

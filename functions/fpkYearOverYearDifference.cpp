@@ -3,7 +3,9 @@
 #include "fpkYearOverYearDifference.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 
 #include "../common/fpkAllocator.h"
@@ -11,6 +13,7 @@
 #include "../common/fpkColumnJob.h"
 #include "../common/fpkCommonCode.h"
 #include "../common/fpkDefines.h"
+#include "../common/fpkIsaDispatch.h"
 #include "../common/fpkTrace.h"
 #include "../interface/FPKQELInterfaces.h"
 #include "fpkTimeSeriesControls.h"
@@ -27,69 +30,90 @@ const IoSite kBaseRead{TRACE_FPKYEAROVERYEARDIFF, "baseCol->getNative failed."};
 const IoSite kStyleRead{TRACE_FPKYEAROVERYEARDIFF, "styleCol->getNative failed."};
 const IoSite kDifferenceWrite{TRACE_FPKYEAROVERYEARDIFF, "differenceCol->setNative failed."};
 
-// One row range of YEAROVERYEARDIFFERENCE. The series is read once by the
-// calling thread; ranges read the prior-year rows from it and never write it.
+// Reads rows [first, stop) of BASE into `rows`, a null reading as 0.
+void readBase(const ColumnBase* base, std::size_t first, std::size_t stop, double* rows, NullFlags* nulls) {
+    readRange(base, first, stop, rows, nulls, kBaseRead);
+    replaceNulls(rows, nulls, stop - first, 0.0);
+}
+
+// One row range of YEAROVERYEARDIFFERENCE. Each chunk reads its own rows and
+// the twelve before them from BASE, so the series passes through memory once.
 class YearOverYearDifferencevol final : public ColumnJob {
 public:
-    YearOverYearDifferencevol(const double* base, std::size_t n, ColumnBase* out, int style)
-        : base_(base), n_(n), differenceCol_(out), style_(style) {}
+    YearOverYearDifferencevol(const ColumnBase* base, ColumnBase* out, int style)
+        : baseCol_(base), differenceCol_(out), style_(style) {}
     YearOverYearDifferencevol(const YearOverYearDifferencevol&) = default;
 
     template <class T>
     void run(std::size_t begin, std::size_t end) {
         const std::size_t chunk = std::min(end - begin, kChunkRows);
-        FpkVector<T> out = makeScratch<T>(yoyAllocator(), chunk);
-        FpkVector<NullFlags> nulls = makeScratch<NullFlags>(yoyAllocator(), chunk);
+        RhoUtils::Allocator& a = yoyAllocator();
+        FpkVector<double> b = makeScratch<double>(a, chunk + yoy::kLag);
+        FpkVector<T> out = makeScratch<T>(a, chunk);
+        FpkVector<NullFlags> nulls = makeScratch<NullFlags>(a, chunk + yoy::kLag);
         const auto style = static_cast<FPKYearOverYearDifference::styleType>(style_);
-        for (std::size_t c = begin; c < end; c += chunk) {
-            const std::size_t stop = std::min(end, c + chunk);
-            yoy::difference(base_, c, stop, style, out.data(), nulls.data());
+        forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
+            const std::size_t first = c < yoy::kLag ? 0 : c - yoy::kLag;
+            readBase(baseCol_, first, stop, b.data(), nulls.data());
+            yoy::difference(b.data(), first, c, stop, style, out.data(), nulls.data());
             // Past the first year no row is null: the write needs no flags.
             writeRange(differenceCol_, c, stop, out.data(), c >= yoy::kLag ? nullptr : nulls.data(), kDifferenceWrite);
-        }
+        });
     }
     void operator()(std::size_t begin, std::size_t end) override { run<double>(begin, end); }
 
 private:
-    const double* base_;
-    [[maybe_unused]] std::size_t n_;  // the row count, kept with the column it describes
+    const ColumnBase* baseCol_;
     ColumnBase* differenceCol_;
     int style_;
 };
-// Looks for a prior-year value too small to divide by in one row range
-// (every range reads the shared series, none writes it).
+
+// Looks for a prior-year value too small to divide by in one row range: rows
+// that some later row divides by (all but the last twelve). A find is noted,
+// not raised, so that a failed read anywhere still decides the error first,
+// as when the whole series is read before it is checked.
 class ZeroDivisorvol final : public ColumnJob {
 public:
-    explicit ZeroDivisorvol(const double* base) : base_(base) {}
+    ZeroDivisorvol(const ColumnBase* base, std::atomic<bool>* found) : baseCol_(base), found_(found) {}
     ZeroDivisorvol(const ZeroDivisorvol&) = default;
     void operator()(std::size_t begin, std::size_t end) override {
-        if (yoy::firstZeroDivisor(base_, begin, end) < end)
-            FPK_RAISE(ERR_FPK_COMM_DIVIDE_BY_ZERO, {"ZERO_THRESHOLD", "1e-10"});
+        const std::size_t chunk = std::min(end - begin, kChunkRows), n = baseCol_->size();
+        FpkVector<double> b = makeScratch<double>(yoyAllocator(), chunk);
+        FpkVector<NullFlags> nulls = makeScratch<NullFlags>(yoyAllocator(), chunk);
+        forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
+            readBase(baseCol_, c, stop, b.data(), nulls.data());
+            const std::size_t divisors = n <= yoy::kLag ? c : std::min(stop, n - yoy::kLag);
+            if (c < divisors && yoy::firstSmall(b.data(), divisors - c) < divisors - c)
+                found_->store(true, std::memory_order_relaxed);
+        });
     }
 
 private:
-    const double* base_;
+    const ColumnBase* baseCol_;
+    std::atomic<bool>* found_;
 };
 }  // namespace
 
 namespace yoy {
-std::size_t firstZeroDivisor(const double* b, std::size_t begin, std::size_t end) {
+FPK_KERNEL std::size_t firstSmallKernel(const double* b, std::size_t n) {
     // Blocks are tested whole by a loop without an exit, which runs as vector
-    // code; only a block with a small divisor is searched row by row.
+    // code; only a block with a small value is searched row by row.
     constexpr std::size_t kBlock = 1024;
-    for (std::size_t lo = std::max(begin, kLag); lo < end; lo += kBlock) {
-        const std::size_t hi = end - lo < kBlock ? end : lo + kBlock;
-        bool small = false;
-        for (std::size_t r = lo; r < hi; ++r) small |= !(std::fabs(b[r - kLag]) >= zeroThreshold);
-        if (small)
-            for (std::size_t r = lo; r < hi; ++r)
-                if (!(std::fabs(b[r - kLag]) >= zeroThreshold)) return r;
+    for (std::size_t lo = 0; lo < n; lo += kBlock) {
+        const std::size_t hi = n - lo < kBlock ? n : lo + kBlock;
+        std::uint64_t small = 0;
+        for (std::size_t i = lo; i < hi; ++i) small += std::fabs(b[i]) >= zeroThreshold ? 0 : 1;
+        if (small != 0)
+            for (std::size_t i = lo; i < hi; ++i)
+                if (!(std::fabs(b[i]) >= zeroThreshold)) return i;
     }
-    return end;
+    return n;
 }
 
-void difference(const double* b, std::size_t begin, std::size_t end, FPKYearOverYearDifference::styleType style,
-                double* out, unsigned char* nulls) {
+FPK_DISPATCHED(std::size_t, firstSmall, (const double* b, std::size_t n), (b, n))
+
+FPK_KERNEL void differenceKernel(const double* b, std::size_t first, std::size_t begin, std::size_t end,
+                                 FPKYearOverYearDifference::styleType style, double* out, unsigned char* nulls) {
     std::size_t r = begin;
     for (; r < end && r < kLag; ++r) {
         out[r - begin] = 0.0;
@@ -98,15 +122,20 @@ void difference(const double* b, std::size_t begin, std::size_t end, FPKYearOver
     if (r < end) std::memset(nulls + (r - begin), 0, end - r);
     // The values alone, so that the loops run as vector code.
     if (style == FPKYearOverYearDifference::ABSOLUTE) {
-        for (; r < end; ++r) out[r - begin] = b[r] - b[r - kLag];
+        for (; r < end; ++r) out[r - begin] = b[r - first] - b[r - kLag - first];
     } else {
         for (; r < end; ++r) {
-            const double diff = b[r] - b[r - kLag];
-            const double ratio = diff / std::fabs(b[r - kLag]);
+            const double diff = b[r - first] - b[r - kLag - first];
+            const double ratio = diff / std::fabs(b[r - kLag - first]);
             out[r - begin] = ratio * 100.0;
         }
     }
 }
+
+FPK_DISPATCHED(void, difference,
+               (const double* b, std::size_t first, std::size_t begin, std::size_t end,
+                FPKYearOverYearDifference::styleType style, double* out, unsigned char* nulls),
+               (b, first, begin, end, style, out, nulls))
 }  // namespace yoy
 
 void FPKYearOverYearDifference::execute() {
@@ -124,16 +153,17 @@ void FPKYearOverYearDifference::execute() {
     const styleType style = styleValue == 1.0 ? PERCENT : ABSOLUTE;
 
     const std::size_t n = baseCol->size();
-    FpkVector<double> b = readWholeDoubles(baseCol, yoyAllocator(), kBaseRead, "YearOverYearDifference");
-    if (style == PERCENT && n > 0) {
-        RhoUtils::SharedPtr<ZeroDivisorvol> check = makeJob<ZeroDivisorvol>(yoyAllocator(), b.data());
-        runColumnJob(*check, n, "YearOverYearDifference", __FILE__, __LINE__);
+    if (style == PERCENT && n > yoy::kLag) {
+        std::atomic<bool> found{false};
+        RhoUtils::SharedPtr<ZeroDivisorvol> check = makeJob<ZeroDivisorvol>(yoyAllocator(), baseCol, &found);
+        runColumnJob(*check, n - yoy::kLag, "YearOverYearDifference", __FILE__, __LINE__);
+        if (found.load()) FPK_RAISE(ERR_FPK_COMM_DIVIDE_BY_ZERO, {"ZERO_THRESHOLD", "1e-10"});
     }
 
     resizeColumn(differenceCol, n, kDifferenceWrite);
     if (n == 0) return;
     RhoUtils::SharedPtr<YearOverYearDifferencevol> job =
-        makeJob<YearOverYearDifferencevol>(yoyAllocator(), b.data(), n, differenceCol, static_cast<int>(style));
+        makeJob<YearOverYearDifferencevol>(yoyAllocator(), baseCol, differenceCol, static_cast<int>(style));
     runColumnJob(*job, n, "YearOverYearDifference", __FILE__, __LINE__);
 }
 

@@ -27,13 +27,14 @@ private:
 namespace yoy {
 // Months per year: the distance to the prior-year row.
 inline constexpr std::size_t kLag = 12;
-// The first row r of [begin, end), r >= 12, whose prior-year value b[r - 12]
-// has a magnitude below 1e-10 (or is NaN), or end when there is none.
-std::size_t firstZeroDivisor(const double* b, std::size_t begin, std::size_t end);
-// Rows [begin, end) of the result over the whole series b: out[i] and
+// The index of the first of b[0..n) with a magnitude below 1e-10 (or NaN),
+// or n when there is none: a prior-year value too small to divide by.
+std::size_t firstSmall(const double* b, std::size_t n);
+// Rows [begin, end) of the result, from b holding rows first .. end - 1 of
+// the series (first <= begin - 12 when begin >= 12, else 0): out[i] and
 // nulls[i] for row begin + i. Rows before 12 are null (value 0).
-void difference(const double* b, std::size_t begin, std::size_t end, FPKYearOverYearDifference::styleType style,
-                double* out, unsigned char* nulls);
+void difference(const double* b, std::size_t first, std::size_t begin, std::size_t end,
+                FPKYearOverYearDifference::styleType style, double* out, unsigned char* nulls);
 }  // namespace yoy
 
 }  // namespace businessFunctions

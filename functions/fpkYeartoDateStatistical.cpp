@@ -22,42 +22,46 @@ const IoSite kSeriesRead{TRACE_FPKYEARTODATESTAT, "ytdSeriesCol->getNative faile
 const IoSite kStartRead{TRACE_FPKYEARTODATESTAT, "startDateCol->getNative failed."};
 const IoSite kOriginalWrite{TRACE_FPKYEARTODATESTAT, "originalCol->setNative failed."};
 
-// One row range of YEARTODATESTATISTICAL. The series is read once by the
-// calling thread; each range reads the row before it from there.
+// One row range of YEARTODATESTATISTICAL. Each chunk reads its own rows and
+// the row before them, so the series passes through memory once.
 class YeartoDateStatisticalvol final : public ColumnJob {
 public:
-    YeartoDateStatisticalvol(const double* series, std::size_t n, ColumnBase* out, int start)
-        : series_(series), n_(n), originalCol_(out), start_(start) {}
+    YeartoDateStatisticalvol(const ColumnBase* series, ColumnBase* out, int start)
+        : seriesCol_(series), originalCol_(out), start_(start) {}
     YeartoDateStatisticalvol(const YeartoDateStatisticalvol&) = default;
 
     template <class T>
     void run(std::size_t begin, std::size_t end) {
         const std::size_t chunk = std::min(end - begin, kChunkRows);
-        FpkVector<T> out = makeScratch<T>(ytdStatAllocator(), chunk);
-        for (std::size_t c = begin; c < end; c += chunk) {
-            const std::size_t stop = std::min(end, c + chunk);
-            ytdstat::periodValues(series_, c, stop, start_, out.data());
+        RhoUtils::Allocator& a = ytdStatAllocator();
+        FpkVector<double> y = makeScratch<double>(a, chunk + 1);
+        FpkVector<NullFlags> nulls = makeScratch<NullFlags>(a, chunk + 1);
+        FpkVector<T> out = makeScratch<T>(a, chunk);
+        forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
+            const std::size_t first = c == 0 ? 0 : c - 1;
+            readRange(seriesCol_, first, stop, y.data(), nulls.data(), kSeriesRead);
+            replaceNulls(y.data(), nulls.data(), stop - first, 0.0);
+            ytdstat::periodValues(y.data(), first, c, stop, start_, out.data());
             writeRange(originalCol_, c, stop, out.data(), nullptr, kOriginalWrite);
-        }
+        });
     }
     void operator()(std::size_t begin, std::size_t end) override { run<double>(begin, end); }
 
 private:
-    const double* series_;
-    std::size_t n_;
+    const ColumnBase* seriesCol_;
     ColumnBase* originalCol_;
     int start_;
 };
 }  // namespace
 
 namespace ytdstat {
-void periodValues(const double* y, std::size_t begin, std::size_t end, int start, double* out) {
+void periodValues(const double* y, std::size_t first, std::size_t begin, std::size_t end, int start, double* out) {
     // Every row's difference first, as one vector loop; then the rows that
     // open a year (month index 0, and row 0) take their own value.
-    for (std::size_t r = begin == 0 ? 1 : begin; r < end; ++r) out[r - begin] = y[r] - y[r - 1];
+    for (std::size_t r = begin == 0 ? 1 : begin; r < end; ++r) out[r - begin] = y[r - first] - y[r - 1 - first];
     if (begin == 0 && end > 0) out[0] = y[0];
     const std::size_t month = (static_cast<std::size_t>(start) - 1 + begin) % 12;
-    for (std::size_t r = begin + (month == 0 ? 0 : 12 - month); r < end; r += 12) out[r - begin] = y[r];
+    for (std::size_t r = begin + (month == 0 ? 0 : 12 - month); r < end; r += 12) out[r - begin] = y[r - first];
 }
 }  // namespace ytdstat
 
@@ -74,11 +78,10 @@ void FPKYeartoDateStatistical::execute() {
     if (start < 1 || start > 12) FPK_RAISE(ERR_FPK_YTD_STDT_OUT_OF_RANGE);
 
     const std::size_t n = ytdSeriesCol->size();
-    FpkVector<double> y = readWholeDoubles(ytdSeriesCol, ytdStatAllocator(), kSeriesRead, "YearToDateStatistical");
     resizeColumn(originalCol, n, kOriginalWrite);
     if (n == 0) return;
     RhoUtils::SharedPtr<YeartoDateStatisticalvol> job =
-        makeJob<YeartoDateStatisticalvol>(ytdStatAllocator(), y.data(), n, originalCol, static_cast<int>(start));
+        makeJob<YeartoDateStatisticalvol>(ytdStatAllocator(), ytdSeriesCol, originalCol, static_cast<int>(start));
     runColumnJob(*job, n, "YearToDateStatistical", __FILE__, __LINE__);
 }
 

@@ -23,11 +23,12 @@ private:
 };
 
 namespace ytdstat {
-// Rows [begin, end) of the period values of the whole year-to-date series y,
-// where row 0 is month `start` (1..12) of its year: out[i] is row begin + i.
+// Rows [begin, end) of the period values of a year-to-date series whose row 0
+// is month `start` (1..12) of its year, from y holding rows first .. end - 1
+// (first = begin - 1, or 0 at the start): out[i] is row begin + i.
 // A row that opens a year keeps its value; any other row is the difference
 // from the row before.
-void periodValues(const double* y, std::size_t begin, std::size_t end, int start, double* out);
+void periodValues(const double* y, std::size_t first, std::size_t begin, std::size_t end, int start, double* out);
 }  // namespace ytdstat
 
 }  // namespace businessFunctions

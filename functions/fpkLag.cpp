@@ -6,12 +6,14 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <mutex>
 
 #include "../common/fpkAllocator.h"
 #include "../common/fpkColumnIO.h"
 #include "../common/fpkColumnJob.h"
 #include "../common/fpkCommonCode.h"
 #include "../common/fpkDefines.h"
+#include "../common/fpkIsaDispatch.h"
 #include "../common/fpkTrace.h"
 #include "../interface/FPKQELInterfaces.h"
 #include "fpkTimeSeriesControls.h"
@@ -26,43 +28,126 @@ const IoSite kPadRead{TRACE_FPKLAG, "padCol->getNative failed."};
 const IoSite kPeriodRead{TRACE_FPKLAG, "periodCol->getNative failed."};
 const IoSite kResultWrite{TRACE_FPKLAG, "resultCol->setNative failed."};
 
-// One row range of LAG. The whole series V is read once by the calling
-// thread; every range reads it (any row may be a source) and never writes it.
+// The whole series, read by the first range that needs it: a range whose
+// shifts reach further than its window (rows far apart in one chunk).
+class WholeSeries {
+public:
+    WholeSeries(const ColumnBase* values, RhoUtils::Allocator& alloc)
+        : values_(values), alloc_(alloc), v_(FpkAllocator<double>(alloc)) {}
+    const double* get() {
+        std::call_once(once_, [&] {
+            FpkVector<double> v = makeScratch<double>(alloc_, values_->size());
+            FpkVector<NullFlags> nulls = makeScratch<NullFlags>(alloc_, values_->size());
+            readRange(values_, 0, values_->size(), v.data(), nulls.data(), kValuesRead);
+            replaceNulls(v.data(), nulls.data(), values_->size(), 0.0);
+            v_ = std::move(v);
+        });
+        return v_.data();
+    }
+
+private:
+    const ColumnBase* values_;
+    RhoUtils::Allocator& alloc_;
+    FpkVector<double> v_;
+    std::once_flag once_;
+};
+
+// One row range of LAG. Each chunk reads the rows of VALUES that its shifts
+// point at (for one shift, the chunk's own rows moved by it); a chunk whose
+// sources lie too far apart uses the whole series.
 class lagvol final : public ColumnJob {
 public:
-    lagvol(const double* values, std::size_t n, ColumnBase* pad, ColumnBase* period, ColumnBase* out)
-        : values_(values), n_(n), padCol_(pad), periodCol_(period), resultCol_(out) {}
+    lagvol(ColumnBase* values, std::size_t n, ColumnBase* pad, ColumnBase* period, ColumnBase* out,
+           WholeSeries* whole)
+        : valuesCol_(values), n_(n), padCol_(pad), periodCol_(period), resultCol_(out), whole_(whole) {}
     lagvol(const lagvol&) = default;
+
+    // Rows of VALUES a chunk reads at most into its window.
+    static constexpr std::size_t kWindowRows = 4 * kChunkRows;
 
     template <class T>
     void run(std::size_t begin, std::size_t end) {
         const std::size_t chunk = std::min(end - begin, kChunkRows);
-        FpkVector<T> pad = makeScratch<T>(lagAllocator(), chunk);
-        FpkVector<T> period = makeScratch<T>(lagAllocator(), chunk);
-        FpkVector<T> out = makeScratch<T>(lagAllocator(), chunk);
-        FpkVector<NullFlags> nulls = makeScratch<NullFlags>(lagAllocator(), chunk);
-        for (std::size_t c = begin; c < end; c += chunk) {
-            const std::size_t stop = std::min(end, c + chunk);
+        RhoUtils::Allocator& a = lagAllocator();
+        FpkVector<T> pad = makeScratch<T>(a, chunk);
+        FpkVector<T> period = makeScratch<T>(a, chunk);
+        FpkVector<T> out = makeScratch<T>(a, chunk);
+        FpkVector<T> window = makeScratch<T>(a, std::min(n_, kWindowRows));
+        FpkVector<NullFlags> nulls = makeScratch<NullFlags>(a, std::min(n_, kWindowRows));
+        forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
             controls::readChunked(padCol_, c, stop, pad.data(), nulls.data(), kPadRead);
             controls::readChunked(periodCol_, c, stop, period.data(), nulls.data(), kPeriodRead);
-            lag::shift(values_, n_, pad.data(), period.data(), c, stop, out.data());
+            const lag::Sources src = lag::sources(n_, period.data(), c, stop);
+            const std::size_t span = src.first <= src.last ? static_cast<std::size_t>(src.last - src.first + 1) : 0;
+            if (span <= kWindowRows) {
+                const auto lo = static_cast<std::size_t>(std::max<int64_t>(src.first, 0));
+                readRange(valuesCol_, lo, lo + span, window.data(), nulls.data(), kValuesRead);
+                replaceNulls(window.data(), nulls.data(), span, 0.0);
+                lag::shift(window.data(), src.first, n_, pad.data(), period.data(), c, stop, out.data());
+            } else {
+                lag::shift(whole_->get(), 0, n_, pad.data(), period.data(), c, stop, out.data());
+            }
             writeRange(resultCol_, c, stop, out.data(), nullptr, kResultWrite);
-        }
+        });
     }
     void operator()(std::size_t begin, std::size_t end) override { run<double>(begin, end); }
 
 private:
-    const double* values_;
+    ColumnBase* valuesCol_;
     std::size_t n_;
     ColumnBase* padCol_;
     ColumnBase* periodCol_;
     ColumnBase* resultCol_;
+    WholeSeries* whole_;
 };
 }  // namespace
 
 namespace lag {
-void shift(const double* v, std::size_t n, const double* pad, const double* period, std::size_t begin,
-           std::size_t end, double* out) {
+namespace {
+// The row that row r takes its value from, or -1 for its pad value. The shift
+// is converted only when it is in range, and no branch is taken, so that the
+// loops below run as vector code.
+FPK_KERNEL int64_t sourceRow(double p, double limit, int64_t rows, int64_t r) {
+    const bool inRange = std::fabs(p) < limit;  // false for NaN
+    const int64_t src = r - static_cast<int64_t>(inRange ? p : 0.0);  // truncates toward zero; |k| < n
+    return (inRange & (src >= 0) & (src < rows)) ? src : -1;
+}
+
+FPK_KERNEL Sources sourcesKernel(std::size_t n, const double* period, std::size_t begin, std::size_t end) {
+    const double limit = static_cast<double>(n);
+    const auto rows = static_cast<int64_t>(n), b = static_cast<int64_t>(begin);
+    int64_t first = rows, last = -1;
+    for (std::size_t i = 0; i < end - begin; ++i) {
+        const int64_t src = sourceRow(period[i], limit, rows, b + static_cast<int64_t>(i));
+        const int64_t lo = src >= 0 ? src : rows;
+        first = lo < first ? lo : first;
+        last = src > last ? src : last;
+    }
+    return {first, last};
+}
+
+FPK_KERNEL void gatherKernel(const double* v, int64_t vFirst, std::size_t n, const double* pad, const double* period,
+                             std::size_t begin, std::size_t m, double* out) {
+    const double limit = static_cast<double>(n);
+    const auto rows = static_cast<int64_t>(n), b = static_cast<int64_t>(begin);
+    for (std::size_t i = 0; i < m; ++i) {
+        const int64_t src = sourceRow(period[i], limit, rows, b + static_cast<int64_t>(i));
+        const double value = v[src >= 0 ? src - vFirst : 0];
+        out[i] = src >= 0 ? value : pad[i];
+    }
+}
+
+FPK_DISPATCHED(void, gather,
+               (const double* v, int64_t vFirst, std::size_t n, const double* pad, const double* period,
+                std::size_t begin, std::size_t m, double* out),
+               (v, vFirst, n, pad, period, begin, m, out))
+}  // namespace
+
+FPK_DISPATCHED(Sources, sources, (std::size_t n, const double* period, std::size_t begin, std::size_t end),
+               (n, period, begin, end))
+
+void shift(const double* v, int64_t vFirst, std::size_t n, const double* pad, const double* period,
+           std::size_t begin, std::size_t end, double* out) {
     const double limit = static_cast<double>(n);
     const int64_t rows = static_cast<int64_t>(n);
     const std::size_t m = end - begin;
@@ -79,20 +164,11 @@ void shift(const double* v, std::size_t n, const double* pad, const double* peri
         const int64_t lo = std::clamp<int64_t>(-first, 0, static_cast<int64_t>(m));
         const int64_t hi = std::clamp<int64_t>(rows - first, lo, static_cast<int64_t>(m));
         std::copy(pad, pad + lo, out);
-        if (hi > lo) std::copy(v + (first + lo), v + (first + hi), out + lo);
+        if (hi > lo) std::copy(v + (first + lo - vFirst), v + (first + hi - vFirst), out + lo);
         std::copy(pad + hi, pad + m, out + hi);
         return;
     }
-    for (std::size_t i = 0; i < m; ++i) {
-        const double p = period[i];
-        if (std::isnan(p) || std::fabs(p) >= limit) {
-            out[i] = pad[i];
-            continue;
-        }
-        const int64_t k = static_cast<int64_t>(p);  // truncates toward zero; |k| < n
-        const int64_t src = static_cast<int64_t>(begin + i) - k;
-        out[i] = (src >= 0 && src < rows) ? v[src] : pad[i];
-    }
+    gather(v, vFirst, n, pad, period, begin, m, out);
 }
 }  // namespace lag
 
@@ -114,10 +190,10 @@ void FPKLag::execute() {
     }
     if (resultCol == nullptr) FPK_RAISE(ERR_FPK_COMM_COL_NOT_FIND, {"COL", "VALUE"});
 
-    FpkVector<double> v = readWholeDoubles(valuesCol, lagAllocator(), kValuesRead, "Lag");
     resizeColumn(resultCol, n, kResultWrite);
     if (n == 0) return;
-    RhoUtils::SharedPtr<lagvol> job = makeJob<lagvol>(lagAllocator(), v.data(), n, padCol, periodCol, resultCol);
+    WholeSeries whole(valuesCol, lagAllocator());
+    RhoUtils::SharedPtr<lagvol> job = makeJob<lagvol>(lagAllocator(), valuesCol, n, padCol, periodCol, resultCol, &whole);
     runColumnJob(*job, n, "Lag", __FILE__, __LINE__);
 }
 

@@ -197,8 +197,11 @@ FPK_KERNEL void roundRowsKernel(const double* x, const unsigned char* xNull, std
         });
     const double scale = step.decimal ? step.reciprocal : 1 / step.step;
     const double limit = 0.25 * two52 / scale;  // |q| stays below 2^50, so y below 2^52
-    for (std::size_t i = 0; i < n; ++i)
-        if (!(std::fabs(x[i]) < limit)) out[i] = roundToStep(x[i], step, method);
+    std::size_t outside = 0;  // counted first by a vector loop: usually there are none
+    for (std::size_t i = 0; i < n; ++i) outside += std::fabs(x[i]) < limit ? 0 : 1;
+    if (outside != 0)
+        for (std::size_t i = 0; i < n; ++i)
+            if (!(std::fabs(x[i]) < limit)) out[i] = roundToStep(x[i], step, method);
     replaceNulls(out, xNull, n, 0.0);
 }
 

@@ -54,19 +54,21 @@ TEST(Lag, Errors) {
 
 // Shifts that cross range boundaries in both directions, against a direct
 // reading of the definition.
-// Random shifts per row, and one shift for all rows (copied a block at a
-// time) with runs that leave the series at either end, across ranges.
+// Random shifts per row (sources far apart), small shifts varying per row,
+// and one shift for all rows (copied a block at a time) with runs that leave
+// the series at either end, across ranges.
 TEST(Lag, AcrossRanges) {
     const std::size_t n = 200000;
     std::mt19937 gen(3);
     std::uniform_real_distribution<double> shift(-150000, 150000);
-    std::vector<double> v(n), pad(n), random(n);
+    std::vector<double> v(n), pad(n), random(n), near(n);
     for (std::size_t r = 0; r < n; ++r) {
         v[r] = static_cast<double>(r);
         pad[r] = -1.0 - static_cast<double>(r);
         random[r] = shift(gen);
+        near[r] = static_cast<double>(r % 25) - 12.5;  // varying, but each chunk reads only its neighbourhood
     }
-    std::vector<std::vector<double>> periods = {random};
+    std::vector<std::vector<double>> periods = {random, near};
     for (double k : {1.0, 12.9, -3.0, 70000.0, -130000.0, 199999.0, 200000.0})
         periods.push_back(std::vector<double>(n, k));
     for (const std::vector<double>& period : periods) {

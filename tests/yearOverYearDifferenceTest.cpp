@@ -75,8 +75,8 @@ TEST(YearOverYearDifference, Errors) {
                 "FPK error[73000054]:Column DIFFERENCE is read only.");
 }
 
-// Long series are cut into ranges; each range reaches 12 rows back into the
-// shared series. With B[r] = r + 1 the difference is always 12 and the
+// Long series are cut into ranges and chunks; each chunk reads the 12 rows
+// before it as well. With B[r] = r + 1 the difference is always 12 and the
 // percentage 12 / (r - 11) * 100.
 TEST(YearOverYearDifference, AcrossRanges) {
     const std::size_t n = 300001;

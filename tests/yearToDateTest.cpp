@@ -64,8 +64,8 @@ TEST(YearToDate, StatisticalReadOnlyResult) {
 }
 
 // Whole numbers round-trip exactly for every start month, over a series long
-// enough to be cut into several ranges (each range takes the row before it
-// from the shared series).
+// enough to be cut into several ranges (each chunk reads the row before it
+// as well).
 TEST(YearToDate, RoundTripAcrossRanges) {
     std::mt19937 gen(7);
     std::uniform_int_distribution<int> value(-2000000000, 2000000000);

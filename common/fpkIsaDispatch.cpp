@@ -8,8 +8,19 @@ namespace businessFunctions::isa {
 namespace {
 Level detect() noexcept {
     __builtin_cpu_init();
-    if (__builtin_cpu_supports("x86-64-v4")) return Level::avx512;
-    if (__builtin_cpu_supports("x86-64-v3")) return Level::avx2;
+#if defined(__clang__)
+    // The features the two levels add that the dispatched loops may use.
+    const bool v3 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") &&
+                    __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
+    const bool v4 = v3 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
+                    __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
+                    __builtin_cpu_supports("avx512cd");
+#else
+    const bool v3 = __builtin_cpu_supports("x86-64-v3");
+    const bool v4 = __builtin_cpu_supports("x86-64-v4");
+#endif
+    if (v4) return Level::avx512;
+    if (v3) return Level::avx2;
     return Level::baseline;
 }
 

@@ -38,7 +38,11 @@ const char* levelName(Level level) noexcept;
 // For lambdas inside a kernel, so that they are compiled into each version
 // too: `[&](double v) FPK_INLINE_LAMBDA { ... }`.
 #define FPK_INLINE_LAMBDA __attribute__((always_inline))
+#if defined(__clang__)
+#define FPK_TARGET_AVX512 __attribute__((target("arch=x86-64-v4"), min_vector_width(512)))
+#else
 #define FPK_TARGET_AVX512 __attribute__((target("arch=x86-64-v4,prefer-vector-width=512")))
+#endif
 #define FPK_TARGET_AVX2 __attribute__((target("arch=x86-64-v3")))
 
 // Defines `ret name params` running `name##Kernel args` in the version of the

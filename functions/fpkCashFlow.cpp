@@ -1,6 +1,8 @@
 // DISCOUNTEDCASHFLOW and INFLATEDCASHFLOW.
 #include "fpkCashFlow.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <string_view>
 
@@ -10,6 +12,8 @@
 #include "../common/fpkCommon.h"
 #include "../common/fpkCommonCode.h"
 #include "../common/fpkDefines.h"
+#include "../common/fpkIsaDispatch.h"
+#include "../common/fpkVectorMath.h"
 #include "../common/fpkTrace.h"
 #include "../interface/FPKQELInterfaces.h"
 
@@ -46,24 +50,59 @@ double controlValue(const ColumnBase* col, IoSite site) {
 
 namespace cashflow {
 
+namespace {
+// The base and the power of planned rows first .. first + m - 1 (all after
+// the history): base 1 + rate/100 (a null rate is 0 %), power (r - offset)
+// periods in years.
+FPK_KERNEL void powerTermsKernel(const double* rate, const unsigned char* rateNull, long distance,
+                                 double periodsPerYear, std::size_t m, double* base, double* power) {
+    for (std::size_t i = 0; i < m; ++i) {
+        const double rt = rateNull[i] ? 0.0 : rate[i];
+        base[i] = 1 + rt / 100;
+        power[i] = static_cast<double>(distance + static_cast<long>(i)) / periodsPerYear;
+    }
+}
+FPK_DISPATCHED(void, powerTerms,
+               (const double* rate, const unsigned char* rateNull, long distance, double periodsPerYear,
+                std::size_t m, double* base, double* power),
+               (rate, rateNull, distance, periodsPerYear, m, base, power))
+
+// out[i] holds the growth factor g of planned row i on entry.
+FPK_KERNEL void applyGrowthKernel(bool discounted, const double* prime, std::size_t m, double* out) {
+    if (discounted)
+        for (std::size_t i = 0; i < m; ++i) out[i] = prime[i] / out[i];
+    else
+        for (std::size_t i = 0; i < m; ++i) out[i] = prime[i] * out[i];
+}
+FPK_DISPATCHED(void, applyGrowth, (bool discounted, const double* prime, std::size_t m, double* out),
+               (discounted, prime, m, out))
+}  // namespace
+
+FPK_KERNEL std::size_t countBadRatesKernel(const double* rate, const unsigned char* null, std::size_t n) {
+    std::size_t bad = 0;
+    for (std::size_t i = 0; i < n; ++i) bad += (null[i] == 0 && !(rate[i] > -100)) ? 1 : 0;
+    return bad;
+}
+FPK_DISPATCHED(std::size_t, countBadRates, (const double* rate, const unsigned char* null, std::size_t n),
+               (rate, null, n))
+
 void rows(FPKCashFlow::cashFlowType type, std::size_t first, std::size_t count, const double* prime,
           const unsigned char* primeNull, const double* rate, const unsigned char* rateNull, long offset,
-          double periodsPerYear, double* out, unsigned char* outNull) {
-    for (std::size_t i = 0; i < count; ++i) {
-        const long r = static_cast<long>(first + i);
-        outNull[i] = primeNull[i];
-        if (primeNull[i]) {
-            out[i] = 0;
-        } else if (r <= offset) {
-            out[i] = prime[i];
-        } else {
-            const double rt = rateNull[i] ? 0.0 : rate[i];
-            const double base = 1 + rt / 100;
-            const double t = static_cast<double>(r - offset) / periodsPerYear;
-            const double g = std::pow(base, t);
-            out[i] = type == FPKCashFlow::DISCOUNTED ? prime[i] / g : prime[i] * g;
-        }
-    }
+          double periodsPerYear, double* out, unsigned char* outNull, double* work) {
+    // Rows up to the offset are history; the rest of the slice is planned.
+    const long f = static_cast<long>(first);
+    const std::size_t history =
+        offset < f ? 0 : std::min(count, static_cast<std::size_t>(offset - f) + 1);
+    std::copy(prime, prime + history, out);
+    const std::size_t m = count - history;
+    double* base = work;
+    double* power = work + m;
+    powerTerms(rate + history, rateNull + history, f + static_cast<long>(history) - offset, periodsPerYear, m, base,
+               power);
+    vmath::pow(base, power, out + history, m);
+    applyGrowth(type == FPKCashFlow::DISCOUNTED, prime + history, m, out + history);
+    std::copy(primeNull, primeNull + count, outNull);
+    replaceNulls(out, primeNull, count, 0.0);
 }
 
 }  // namespace cashflow
@@ -95,12 +134,14 @@ public:
         FpkVector<NullFlags> primeNull = makeScratch<NullFlags>(alloc, m);
         FpkVector<NullFlags> rateNull = makeScratch<NullFlags>(alloc, m);
         FpkVector<NullFlags> outNull = makeScratch<NullFlags>(alloc, m);
+        FpkVector<double> work = makeScratch<double>(alloc, 2 * m);
         for (std::size_t b = begin; b < end; b += m) {
             const std::size_t e = end - b < m ? end : b + m;
             readRange(primeCol_, b, e, prime.data(), primeNull.data(), kPrimeRead);
             readRange(rateCol_, b, e, rate.data(), rateNull.data(), kRateRead);
             cashflow::rows(static_cast<FPKCashFlow::cashFlowType>(type_), b, e - b, prime.data(), primeNull.data(),
-                           rate.data(), rateNull.data(), offset_, periodsPerYear_, out.data(), outNull.data());
+                           rate.data(), rateNull.data(), offset_, periodsPerYear_, out.data(), outNull.data(),
+                           work.data());
             writeRange(resultCol_, b, e, out.data(), outNull.data(), kResultWrite);
         }
     }
@@ -113,6 +154,31 @@ private:
     int type_;
     long offset_;
     double periodsPerYear_;
+};
+// Looks for a planned RATE of -100 or less (or NaN) in one range of the
+// planned rows; a null rate is 0 % and passes.
+class rateCheckvol final : public ColumnJob {
+public:
+    rateCheckvol(const ColumnBase* rate, std::size_t firstPlanned, std::atomic<bool>* bad)
+        : rateCol_(rate), first_(firstPlanned), bad_(bad) {}
+    rateCheckvol(const rateCheckvol&) = default;
+
+    void operator()(std::size_t begin, std::size_t end) override {
+        const std::size_t m = end - begin < kSliceRows ? end - begin : kSliceRows;
+        RhoUtils::Allocator& alloc = cashFlowAllocator();
+        FpkVector<double> rate = makeScratch<double>(alloc, m);
+        FpkVector<NullFlags> null = makeScratch<NullFlags>(alloc, m);
+        for (std::size_t b = begin; b < end; b += m) {
+            const std::size_t e = end - b < m ? end : b + m;
+            readRange(rateCol_, first_ + b, first_ + e, rate.data(), null.data(), kRateRead);
+            if (cashflow::countBadRates(rate.data(), null.data(), e - b) != 0) bad_->store(true, std::memory_order_relaxed);
+        }
+    }
+
+private:
+    const ColumnBase* rateCol_;
+    std::size_t first_;
+    std::atomic<bool>* bad_;
 };
 }  // namespace
 
@@ -199,18 +265,17 @@ void FPKCashFlow::execute() {
     const double p = periodsPerYear(n, apr);
 
     // Every planned RATE is checked before any row is written, so the job
-    // itself raises no value error.
+    // itself raises no value error. The check runs as a column job of its
+    // own; a bad rate is noted and raised after it, so that a failed read
+    // anywhere still decides the error first.
     const std::size_t firstPlanned = static_cast<std::size_t>(offset + 1);
     if (firstPlanned < n) {
-        const std::size_t m = n - firstPlanned < kCheckRows ? n - firstPlanned : kCheckRows;
-        FpkVector<double> rate = makeVector<double>(cashFlowAllocator(), m);
-        FpkVector<NullFlags> null = makeVector<NullFlags>(cashFlowAllocator(), m);
-        for (std::size_t begin = firstPlanned; begin < n; begin += m) {
-            const std::size_t end = n - begin < m ? n : begin + m;
-            readRange(rateCol, begin, end, rate.data(), null.data(), kRateRead);
-            for (std::size_t i = 0; i < end - begin; ++i)
-                if (!null[i] && !(rate[i] > -100)) raiseValue(rateCol, "Rate should be greater than -100");
-        }
+        std::atomic<bool> bad{false};
+        RhoUtils::SharedPtr<rateCheckvol> check =
+            makeJob<rateCheckvol>(cashFlowAllocator(), rateCol, firstPlanned, &bad);
+        runColumnJob(*check, n - firstPlanned, type == DISCOUNTED ? "DiscountedCashFlow" : "InflatedCashFlow",
+                     __FILE__, __LINE__);
+        if (bad.load()) raiseValue(rateCol, "Rate should be greater than -100");
     }
 
     resizeColumn(resultCol, n, kResultWrite);

@@ -55,10 +55,15 @@ namespace cashflow {
 // row `first`). Rows up to `offset` are history (copied); a planned row r is
 // divided (DISCOUNTED) or multiplied (INFLATED) by
 // pow(1 + rate/100, (r - offset) / periodsPerYear); a null PRIME gives a null
-// result, a null RATE is 0 %.
+// result, a null RATE is 0 %. `work` is scratch for 2 * count doubles. The
+// powers come from the library's vector pow (within one unit in the last
+// place of the exact power).
 void rows(FPKCashFlow::cashFlowType type, std::size_t first, std::size_t count, const double* prime,
           const unsigned char* primeNull, const double* rate, const unsigned char* rateNull, long offset,
-          double periodsPerYear, double* out, unsigned char* outNull);
+          double periodsPerYear, double* out, unsigned char* outNull, double* work);
+// The planned rates of n rows that fail the check (not greater than -100,
+// NaN included; a null rate is 0 % and passes).
+std::size_t countBadRates(const double* rate, const unsigned char* null, std::size_t n);
 }  // namespace cashflow
 
 }  // namespace businessFunctions

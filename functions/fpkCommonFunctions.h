@@ -71,8 +71,12 @@ struct Wave {
     double amplitude, length, start;
     int function;
 };
-// The sum of the waves at time t.
+// The sum of the waves at time t, with the C library's sine and cosine.
 double cycleValue(const Wave* waves, std::size_t count, double t);
+// out[i] = the sum of the waves at t[i], for i < n, with the library's vector
+// sine and cosine (within one unit in the last place of the exact values);
+// `work` is scratch for n doubles.
+void cycleRows(const Wave* waves, std::size_t count, const double* t, std::size_t n, double* out, double* work);
 // Day number of a date: 0 for 0001-01-01 (a Monday).
 long long dayNumber(int year, int month, int day);
 // Days from `from` (day number) over `days` days whose weekday is one of the

@@ -11,6 +11,7 @@
 #include "../common/fpkCommonCode.h"
 #include "../common/fpkDefines.h"
 #include "../common/fpkIsaDispatch.h"
+#include "../common/fpkVectorMath.h"
 #include "../common/fpkTrace.h"
 #include "../interface/FPKQELInterfaces.h"
 #include "fpkCommonFunctions.h"
@@ -55,9 +56,9 @@ bool transform(double x, double method, double& out) {
     if (c == 0)
         r = x;
     else if (c == 1)
-        r = std::log(x);
+        vmath::log(&x, &r, 1);  // the same routines as whole chunks of one method
     else if (c == 2)
-        r = std::exp(x);
+        vmath::exp(&x, &r, 1);
     else if (c == 3)
         r = std::sqrt(x);
     else if (c == 4)
@@ -82,38 +83,45 @@ FPK_KERNEL void transformRowsKernel(const double* x, const unsigned char* xNull,
     for (std::size_t i = 0; i < n; ++i) differing += method[i] != m0 ? 1 : 0;
     const bool uniform = n > 0 && differing == 0 && !anyNull(methodNull, n);
     const double c = uniform ? std::trunc(m0) : -1;
-    const auto finish = [&](auto f) FPK_INLINE_LAMBDA {
+    // A result that is not finite (log of 0 or of a negative value, exp
+    // overflowing, 1/0) makes its row null.
+    const auto check = [&]() FPK_INLINE_LAMBDA {
         std::size_t unbounded = 0;
-        for (std::size_t i = 0; i < n; ++i) {
-            out[i] = f(x[i]);
-            unbounded += std::fabs(out[i]) <= std::numeric_limits<double>::max() ? 0 : 1;
-        }
+        for (std::size_t i = 0; i < n; ++i) unbounded += std::fabs(out[i]) <= std::numeric_limits<double>::max() ? 0 : 1;
         if (unbounded == 0) {
             // Every value is finite: the input's nulls are the result's.
             std::copy(xNull, xNull + n, outNull);
         } else {
             for (std::size_t i = 0; i < n; ++i)
-                outNull[i] = static_cast<unsigned char>(xNull[i] | !(std::fabs(out[i]) <= std::numeric_limits<double>::max()));
+                outNull[i] =
+                    static_cast<unsigned char>(xNull[i] | !(std::fabs(out[i]) <= std::numeric_limits<double>::max()));
         }
         replaceNulls(out, outNull, n, 0.0);
     };
-    if (c == 0)
+    const auto finish = [&](auto f) FPK_INLINE_LAMBDA {
+        for (std::size_t i = 0; i < n; ++i) out[i] = f(x[i]);
+        check();
+    };
+    if (c == 0) {
         finish([](double v) FPK_INLINE_LAMBDA { return v; });
-    else if (c == 1)
-        finish([](double v) FPK_INLINE_LAMBDA { return std::log(v); });
-    else if (c == 2)
-        finish([](double v) FPK_INLINE_LAMBDA { return std::exp(v); });
-    else if (c == 3)
+    } else if (c == 1) {
+        vmath::log(x, out, n);
+        check();
+    } else if (c == 2) {
+        vmath::exp(x, out, n);
+        check();
+    } else if (c == 3) {
         finish([](double v) FPK_INLINE_LAMBDA { return std::sqrt(v); });
-    else if (c == 4)
+    } else if (c == 4) {
         finish([](double v) FPK_INLINE_LAMBDA { return v * v; });
-    else if (c == 5)
+    } else if (c == 5) {
         finish([](double v) FPK_INLINE_LAMBDA { return 1 / v; });
-    else
+    } else {
         for (std::size_t i = 0; i < n; ++i) {
             out[i] = 0.0;
             outNull[i] = (xNull[i] || methodNull[i] || !transform(x[i], method[i], out[i])) ? 1 : 0;
         }
+    }
 }
 
 FPK_DISPATCHED(void, transformRows,
@@ -218,6 +226,32 @@ double cycleValue(const Wave* waves, std::size_t count, double t) {
         v = v + w.amplitude * (w.function == FPKCommonFunctions::SINE ? std::sin(theta) : std::cos(theta));
     }
     return v;
+}
+
+namespace {
+FPK_KERNEL void anglesKernel(const double* t, std::size_t n, double start, double length, double* theta) {
+    for (std::size_t i = 0; i < n; ++i) theta[i] = ((2 * std::numbers::pi) * (t[i] - start)) / length;
+}
+FPK_DISPATCHED(void, angles, (const double* t, std::size_t n, double start, double length, double* theta),
+               (t, n, start, length, theta))
+
+FPK_KERNEL void addWaveKernel(const double* f, std::size_t n, double amplitude, double* out) {
+    for (std::size_t i = 0; i < n; ++i) out[i] = out[i] + amplitude * f[i];
+}
+FPK_DISPATCHED(void, addWave, (const double* f, std::size_t n, double amplitude, double* out), (f, n, amplitude, out))
+}  // namespace
+
+void cycleRows(const Wave* waves, std::size_t count, const double* t, std::size_t n, double* out, double* work) {
+    std::fill(out, out + n, 0.0);
+    for (std::size_t k = 0; k < count; ++k) {
+        const Wave& w = waves[k];
+        angles(t, n, w.start, w.length, work);
+        if (w.function == FPKCommonFunctions::SINE)
+            vmath::sin(work, work, n);
+        else
+            vmath::cos(work, work, n);
+        addWave(work, n, w.amplitude, out);
+    }
 }
 
 }  // namespace series
@@ -437,12 +471,12 @@ public:
         const std::size_t n = std::min(end - begin, kChunkRows);
         RhoUtils::Allocator& a = cyclesAllocator();
         FpkVector<T> t = makeScratch<T>(a, n);
-        FpkVector<double> out = makeScratch<double>(a, n);
+        FpkVector<double> out = makeScratch<double>(a, n), work = makeScratch<double>(a, n);
         FpkVector<NullFlags> nulls = makeScratch<NullFlags>(a, n);
         forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
             readRange(time_, c, stop, t.data(), nulls.data(), {TRACE_FPKCYCLES, "timecol->getNative failed."});
-            for (std::size_t i = 0; i < stop - c; ++i)
-                out[i] = nulls[i] ? 0.0 : series::cycleValue(waves_, count_, t[i]);
+            series::cycleRows(waves_, count_, t.data(), stop - c, out.data(), work.data());
+            replaceNulls(out.data(), nulls.data(), stop - c, 0.0);
             writeRange(out_, c, stop, out.data(), nulls.data(), {TRACE_FPKCYCLES, "cyclecol->setNative failed."});
         });
     }

@@ -126,8 +126,9 @@ FPK_KERNEL Sources sourcesKernel(std::size_t n, const double* period, std::size_
     return {first, last};
 }
 
+// `out` is a chunk buffer of the job: it never overlaps the inputs.
 FPK_KERNEL void gatherKernel(const double* v, int64_t vFirst, std::size_t n, const double* pad, const double* period,
-                             std::size_t begin, std::size_t m, double* out) {
+                             std::size_t begin, std::size_t m, double* __restrict out) {
     const double limit = static_cast<double>(n);
     const auto rows = static_cast<int64_t>(n), b = static_cast<int64_t>(begin);
     for (std::size_t i = 0; i < m; ++i) {

@@ -1,5 +1,7 @@
 // DAYS and PROPORTION: day counts of periods and shares of a year.
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "../common/fpkAllocator.h"
@@ -8,6 +10,7 @@
 #include "../common/fpkCommon.h"
 #include "../common/fpkCommonCode.h"
 #include "../common/fpkDefines.h"
+#include "../common/fpkIsaDispatch.h"
 #include "../common/fpkTrace.h"
 #include "../interface/FPKQELInterfaces.h"
 #include "fpkCommonFunctions.h"
@@ -41,6 +44,83 @@ long long workingDays(long long from, long long days, int perWeek) {
     return count;
 }
 
+namespace {
+// Eight leading digits of a date text as one little-endian word (character 1
+// in the low byte); texts shorter than eight characters read as "00000000",
+// whose year 0 the fast check refuses.
+FPK_KERNEL uint64_t firstEight(std::string_view text) {
+    static constexpr char kZeros[8] = {'0', '0', '0', '0', '0', '0', '0', '0'};
+    uint64_t v;
+    std::memcpy(&v, text.size() >= 8 ? text.data() : kZeros, sizeof v);
+    return v;
+}
+
+struct FastDate {
+    uint32_t day;  // day number
+    bool valid;    // eight digits forming a date of year 1 or later
+};
+
+// Reads eight digit characters YYYYMMDD at once: a digit test on all bytes,
+// then pairs of digits, then year, month and day; the day number counts from
+// 1 March of year 0 (March-first years put the leap day last), shifted to
+// the day number of 0001-01-01 = 0. Divisions are multiply-shifts exact over
+// the ranges met here.
+FPK_KERNEL FastDate fastDate(uint64_t v) {
+    const bool digits = (((v + 0x4646464646464646ull) | (v - 0x3030303030303030ull)) & 0x8080808080808080ull) == 0;
+    const uint64_t d = v - 0x3030303030303030ull;
+    const uint64_t pairs = (d * 10 + (d >> 8)) & 0x00FF00FF00FF00FFull;
+    const uint32_t year = static_cast<uint32_t>(pairs & 0xFF) * 100 + static_cast<uint32_t>((pairs >> 16) & 0xFF);
+    const uint32_t month = static_cast<uint32_t>((pairs >> 32) & 0xFF);
+    const uint32_t day = static_cast<uint32_t>((pairs >> 48) & 0xFF);
+    const uint32_t century = (year * 5243) >> 19;  // year / 100 for year < 43699
+    const bool leap = (year & 3) == 0 && (year != century * 100 || (century & 3) == 0);
+    const uint32_t length = month == 2 ? 28 + (leap ? 1 : 0) : 30 + ((month ^ (month >> 3)) & 1);
+    const bool valid = digits & (year >= 1) & (month - 1 < 12) & (day - 1 < length);
+    const uint32_t early = month <= 2 ? 1 : 0;
+    const uint32_t y = year - early, m = month + 12 * early - 3;  // March-first year and month (0 = March)
+    const uint32_t c = (y * 5243) >> 19;
+    const uint32_t daysBefore = ((153 * m + 2) * 52429) >> 18;  // (153m + 2) / 5: days of the months before
+    return {365 * y + (y >> 2) - c + (c >> 2) + daysBefore + day - 1 - 306, valid};
+}
+
+FPK_KERNEL void fastSpansKernel(const std::string_view* from, const std::string_view* to, const unsigned char* fromNull,
+                                const unsigned char* toNull, std::size_t n, uint32_t* spans) {
+    for (std::size_t i = 0; i < n; ++i) {
+        const bool missing = (fromNull[i] | toNull[i]) != 0 || from[i].empty() || to[i].empty();
+        const FastDate f = fastDate(firstEight(from[i])), t = fastDate(firstEight(to[i]));
+        const uint32_t weekday = f.day - ((static_cast<uint64_t>(f.day) * 613566757u) >> 32) * 7;
+        const uint32_t span = (t.day - f.day) * 8 + weekday;
+        spans[i] = missing ? kSpanNull : (f.valid & t.valid & (t.day >= f.day)) ? span : kSpanSlow;
+    }
+}
+
+// count = f(w + D) - f(w) with f(x) = (x / 7) k + min(x mod 7, k), the days
+// of weekday below k in [0, x); k = 7 counts every day.
+FPK_KERNEL void spanCountsKernel(const uint32_t* spans, const double* config, std::size_t n, double* out,
+                                 unsigned char* outNull) {
+    for (std::size_t i = 0; i < n; ++i) {
+        const uint32_t s = spans[i];
+        const double c = config[i];
+        const uint32_t k = (c >= 1 && c < 7) ? static_cast<uint32_t>(static_cast<int32_t>(c)) : 7;
+        const uint32_t w = s & 7, x = (s >> 3) + w;
+        const uint32_t q = static_cast<uint32_t>((static_cast<uint64_t>(x) * 613566757u) >> 32);
+        const uint32_t r = x - 7 * q;
+        const uint32_t count = q * k + std::min(r, k) - std::min(w, k);
+        const bool null = s == kSpanNull;
+        out[i] = null ? 0.0 : static_cast<double>(count);
+        outNull[i] = null ? 1 : 0;
+    }
+}
+}  // namespace
+
+FPK_DISPATCHED(void, fastSpans,
+               (const std::string_view* from, const std::string_view* to, const unsigned char* fromNull,
+                const unsigned char* toNull, std::size_t n, uint32_t* spans),
+               (from, to, fromNull, toNull, n, spans))
+FPK_DISPATCHED(void, spanCounts,
+               (const uint32_t* spans, const double* config, std::size_t n, double* out, unsigned char* outNull),
+               (spans, config, n, out, outNull))
+
 double yearProportion(long long year, bool startOpen, long long start, bool stopOpen, long long stop) {
     const long long first = 12 * year, last = 12 * year + 11;
     const long long lo = startOpen ? first : std::max(start, first);
@@ -52,8 +132,6 @@ double yearProportion(long long year, bool startOpen, long long start, bool stop
 }  // namespace series
 
 namespace {
-bool missing(std::string_view text, NullFlags null) { return null != 0 || text.empty(); }
-
 // A YYYYMMDD text checked as DAYS reads it; returns its day number.
 long long checkedDay(std::string_view text) {
     const int year = series::leadingNumber(text, 0, 4);
@@ -64,12 +142,14 @@ long long checkedDay(std::string_view text) {
     return series::dayNumber(year, month, day);
 }
 
-// Checks the dates of one row range in row order, so that with the host
-// keeping the error of the lowest failing range, a call fails on the first
-// bad row as a row-by-row check would.
+// Checks the dates of one row range in row order and keeps each row's span,
+// so that the dates are read once. Rows of eight-digit dates take the fast
+// reading; the others are read as DAYS reads any text, in row order, so that
+// with the host keeping the error of the lowest failing range, a call fails
+// on the first bad row as a row-by-row check would.
 class daysCheckvol final : public ColumnJob {
 public:
-    daysCheckvol(ColumnBase* from, ColumnBase* to) : from_(from), to_(to) {}
+    daysCheckvol(ColumnBase* from, ColumnBase* to, uint32_t* spans) : from_(from), to_(to), spans_(spans) {}
     daysCheckvol(const daysCheckvol&) = default;
 
     void operator()(std::size_t begin, std::size_t end) override {
@@ -80,12 +160,14 @@ public:
         forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
             readRange(from_, c, stop, from.data(), fromNull.data(), {TRACE_FPKDAYS, "fromdatecol->getNative failed."});
             readRange(to_, c, stop, to.data(), toNull.data(), {TRACE_FPKDAYS, "todatecol->getNative failed."});
-            // A null text reads as empty, and an empty date is not checked.
+            uint32_t* spans = spans_ + c;
+            series::fastSpans(from.data(), to.data(), fromNull.data(), toNull.data(), stop - c, spans);
             for (std::size_t i = 0; i < stop - c; ++i) {
-                if (missing(from[i], fromNull[i]) || missing(to[i], toNull[i])) continue;
+                if (spans[i] != series::kSpanSlow) continue;
                 const long long f = checkedDay(from[i]);
                 const long long t = checkedDay(to[i]);
                 if (t < f) FPK_RAISE(ERR_FPK_DAYS_INVALID_FROMTO_DATE);
+                spans[i] = series::packSpan(f, t - f);
             }
         });
     }
@@ -93,54 +175,30 @@ public:
 private:
     ColumnBase* from_;
     ColumnBase* to_;
+    uint32_t* spans_;
 };
 
+// Writes the counts of the checked spans under each row's CONFIG.
 class daysvol final : public ColumnJob {
 public:
-    daysvol(ColumnBase* from, ColumnBase* to, ColumnBase* config, ColumnBase* out)
-        : from_(from), to_(to), config_(config), out_(out) {}
+    daysvol(const uint32_t* spans, ColumnBase* config, ColumnBase* out) : spans_(spans), config_(config), out_(out) {}
     daysvol(const daysvol&) = default;
 
-    template <class TF, class TT, class TC>
-    void run(std::size_t begin, std::size_t end) {
+    void operator()(std::size_t begin, std::size_t end) override {
         const std::size_t n = std::min(end - begin, kChunkRows);
         RhoUtils::Allocator& a = daysAllocator();
-        FpkVector<TF> from = makeScratch<TF>(a, n);
-        FpkVector<TT> to = makeScratch<TT>(a, n);
-        FpkVector<TC> config = makeScratch<TC>(a, n);
-        FpkVector<double> out = makeScratch<double>(a, n);
-        FpkVector<NullFlags> fromNull = makeScratch<NullFlags>(a, n), toNull = makeScratch<NullFlags>(a, n),
-                             configNull = makeScratch<NullFlags>(a, n), outNull = makeScratch<NullFlags>(a, n);
-        const auto day = [](std::string_view t) {
-            return series::dayNumber(series::leadingNumber(t, 0, 4), series::leadingNumber(t, 4, 2),
-                                     series::leadingNumber(t, 6, 2));
-        };
+        FpkVector<double> config = makeScratch<double>(a, n), out = makeScratch<double>(a, n);
+        FpkVector<NullFlags> configNull = makeScratch<NullFlags>(a, n), outNull = makeScratch<NullFlags>(a, n);
         forEachChunk(begin, end, [&](std::size_t c, std::size_t stop) {
-            readRange(from_, c, stop, from.data(), fromNull.data(), {TRACE_FPKDAYS, "fromdatecol->getNative failed."});
-            readRange(to_, c, stop, to.data(), toNull.data(), {TRACE_FPKDAYS, "todatecol->getNative failed."});
             readRange(config_, c, stop, config.data(), configNull.data(), {TRACE_FPKDAYS, "configcol->getNative failed."});
-            replaceNulls(config.data(), configNull.data(), stop - c, TC(0));
-            for (std::size_t i = 0; i < stop - c; ++i) {
-                outNull[i] = missing(from[i], fromNull[i]) || missing(to[i], toNull[i]) ? 1 : 0;
-                if (outNull[i]) {
-                    out[i] = 0.0;
-                    continue;
-                }
-                const long long f = day(from[i]), d = day(to[i]) - f;
-                const double k = config[i];
-                out[i] = (k >= 1 && k < 7) ? static_cast<double>(series::workingDays(f, d, static_cast<int>(k)))
-                                           : static_cast<double>(d);
-            }
+            replaceNulls(config.data(), configNull.data(), stop - c, 0.0);
+            series::spanCounts(spans_ + c, config.data(), stop - c, out.data(), outNull.data());
             writeRange(out_, c, stop, out.data(), outNull.data(), {TRACE_FPKDAYS, "totaldayscol->setNative failed."});
         });
     }
-    void operator()(std::size_t begin, std::size_t end) override {
-        run<std::string_view, std::string_view, double>(begin, end);
-    }
 
 private:
-    ColumnBase* from_;
-    ColumnBase* to_;
+    const uint32_t* spans_;
     ColumnBase* config_;
     ColumnBase* out_;
 };
@@ -156,15 +214,17 @@ void FPKCommonFunctions::Days(ColumnBase* fromdate, ColumnBase* todate, ColumnBa
     if (todate->size() != n || config->size() != n)
         FPK_RAISE(ERR_FPK_COMM_COL_SIZE_NOT_EQUAL_3, {"COL1", "FROMDATE"}, {"COL2", "TODATE"}, {"COL3", "CONFIG"});
     RhoUtils::Allocator& a = daysAllocator();
-    // Every row's dates are checked before the result is touched.
+    // Every row's dates are checked before the result is touched; the check
+    // keeps each row's span for the counts.
+    FpkVector<uint32_t> spans = makeScratch<uint32_t>(a, n);
     if (n > 0) {
-        auto check = makeJob<daysCheckvol>(a, fromdate, todate);
+        auto check = makeJob<daysCheckvol>(a, fromdate, todate, spans.data());
         runColumnJob(*check, n, "Days", __FILE__, __LINE__);
     }
     ColumnBase* out = result->getColumn(0);
     resizeColumn(out, n, {TRACE_FPKDAYS, "totaldayscol->setNative failed."});
     if (n == 0) return;
-    auto job = makeJob<daysvol>(a, fromdate, todate, config, out);
+    auto job = makeJob<daysvol>(a, spans.data(), config, out);
     runColumnJob(*job, n, "Days", __FILE__, __LINE__);
 }
 

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <string_view>
 
+#include <immintrin.h>
+
 #include "../common/fpkAllocator.h"
 #include "../common/fpkColumnIO.h"
 #include "../common/fpkColumnJob.h"
@@ -83,7 +85,7 @@ FPK_KERNEL FastDate fastDate(uint64_t v) {
     return {365 * y + (y >> 2) - c + (c >> 2) + daysBefore + day - 1 - 306, valid};
 }
 
-FPK_KERNEL void fastSpansKernel(const std::string_view* from, const std::string_view* to, const unsigned char* fromNull,
+FPK_KERNEL void fastSpansScalarKernel(const std::string_view* from, const std::string_view* to, const unsigned char* fromNull,
                                 const unsigned char* toNull, std::size_t n, uint32_t* spans) {
     for (std::size_t i = 0; i < n; ++i) {
         const bool missing = (fromNull[i] | toNull[i]) != 0 || from[i].empty() || to[i].empty();
@@ -92,6 +94,100 @@ FPK_KERNEL void fastSpansKernel(const std::string_view* from, const std::string_
         const uint32_t span = (t.day - f.day) * 8 + weekday;
         spans[i] = missing ? kSpanNull : (f.valid & t.valid & (t.day >= f.day)) ? span : kSpanSlow;
     }
+}
+
+// GCC's 512-bit shift and multiply intrinsics start from an undefined
+// vector, which it reports as maybe uninitialised once they are inlined.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+// The same fast reading for eight rows at a time in 64-bit lanes: the eight
+// characters of each text come in by one gather, the arithmetic is that of
+// fastDate with multiplies of 32-bit halves.
+FPK_TARGET_AVX512 inline __m512i fastDates8(__m512i v, __mmask8& valid) {
+    const __m512i test = _mm512_or_si512(_mm512_add_epi64(v, _mm512_set1_epi64(0x4646464646464646ll)),
+                                         _mm512_sub_epi64(v, _mm512_set1_epi64(0x3030303030303030ll)));
+    const __mmask8 digits = _mm512_testn_epi64_mask(test, _mm512_set1_epi64(static_cast<long long>(0x8080808080808080ull)));
+    const __m512i d = _mm512_sub_epi64(v, _mm512_set1_epi64(0x3030303030303030ll));
+    const __m512i tens = _mm512_add_epi64(_mm512_slli_epi64(d, 3), _mm512_slli_epi64(d, 1));
+    const __m512i pairs =
+        _mm512_and_si512(_mm512_add_epi64(tens, _mm512_srli_epi64(d, 8)), _mm512_set1_epi64(0x00FF00FF00FF00FFll));
+    // 16-bit pairs (p0, p1, p2, p3) times (100, 1, 0, 0), summed in 32-bit halves: the year.
+    const __m512i year = _mm512_madd_epi16(pairs, _mm512_set1_epi64(0x0000000000010064ll));
+    const __m512i month = _mm512_and_si512(_mm512_srli_epi64(pairs, 32), _mm512_set1_epi64(0xFF));
+    const __m512i day = _mm512_srli_epi64(pairs, 48);
+    const __m512i century = _mm512_srli_epi64(_mm512_mul_epu32(year, _mm512_set1_epi64(5243)), 19);
+    const __mmask8 leap = _mm512_testn_epi64_mask(year, _mm512_set1_epi64(3)) &
+                          (_mm512_cmpneq_epu64_mask(year, _mm512_mul_epu32(century, _mm512_set1_epi64(100))) |
+                           _mm512_testn_epi64_mask(century, _mm512_set1_epi64(3)));
+    const __mmask8 february = _mm512_cmpeq_epu64_mask(month, _mm512_set1_epi64(2));
+    __m512i length = _mm512_add_epi64(
+        _mm512_set1_epi64(30), _mm512_and_si512(_mm512_xor_si512(month, _mm512_srli_epi64(month, 3)), _mm512_set1_epi64(1)));
+    length = _mm512_mask_mov_epi64(length, february, _mm512_set1_epi64(28));
+    length = _mm512_mask_add_epi64(length, february & leap, length, _mm512_set1_epi64(1));
+    const __m512i one = _mm512_set1_epi64(1);
+    valid = digits & _mm512_cmpge_epu64_mask(year, one) &
+            _mm512_cmplt_epu64_mask(_mm512_sub_epi64(month, one), _mm512_set1_epi64(12)) &
+            _mm512_cmplt_epu64_mask(_mm512_sub_epi64(day, one), length);
+    const __mmask8 early = _mm512_cmple_epu64_mask(month, _mm512_set1_epi64(2));
+    const __m512i y = _mm512_mask_sub_epi64(year, early, year, one);
+    const __m512i m0 = _mm512_sub_epi64(month, _mm512_set1_epi64(3));
+    const __m512i m = _mm512_mask_add_epi64(m0, early, m0, _mm512_set1_epi64(12));
+    const __m512i c = _mm512_srli_epi64(_mm512_mul_epu32(y, _mm512_set1_epi64(5243)), 19);
+    const __m512i monthDays = _mm512_add_epi64(_mm512_mul_epu32(m, _mm512_set1_epi64(153)), _mm512_set1_epi64(2));
+    const __m512i before = _mm512_srli_epi64(_mm512_mul_epu32(monthDays, _mm512_set1_epi64(52429)), 18);
+    __m512i n = _mm512_mul_epu32(y, _mm512_set1_epi64(365));
+    n = _mm512_add_epi64(n, _mm512_sub_epi64(_mm512_srli_epi64(y, 2), c));
+    n = _mm512_add_epi64(n, _mm512_add_epi64(_mm512_srli_epi64(c, 2), before));
+    return _mm512_sub_epi64(_mm512_add_epi64(n, day), _mm512_set1_epi64(307));
+}
+
+FPK_TARGET_AVX512 void fastSpansVector(const std::string_view* from, const std::string_view* to,
+                                       const unsigned char* fromNull, const unsigned char* toNull, std::size_t n,
+                                       uint32_t* spans) {
+    const __m512i sizes = _mm512_setr_epi64(0, 2, 4, 6, 8, 10, 12, 14), pointers = _mm512_setr_epi64(1, 3, 5, 7, 9, 11, 13, 15);
+    const __m512i zeros = _mm512_set1_epi64(0x3030303030303030ll), eight = _mm512_set1_epi64(8);
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        const __m512i f0 = _mm512_loadu_si512(from + i), f1 = _mm512_loadu_si512(from + i + 4);
+        const __m512i t0 = _mm512_loadu_si512(to + i), t1 = _mm512_loadu_si512(to + i + 4);
+        const __m512i fSize = _mm512_permutex2var_epi64(f0, sizes, f1), tSize = _mm512_permutex2var_epi64(t0, sizes, t1);
+        const __m512i fText = _mm512_mask_i64gather_epi64(zeros, _mm512_cmpge_epu64_mask(fSize, eight),
+                                                          _mm512_permutex2var_epi64(f0, pointers, f1), nullptr, 1);
+        const __m512i tText = _mm512_mask_i64gather_epi64(zeros, _mm512_cmpge_epu64_mask(tSize, eight),
+                                                          _mm512_permutex2var_epi64(t0, pointers, t1), nullptr, 1);
+        uint64_t fn, tn;
+        std::memcpy(&fn, fromNull + i, 8);
+        std::memcpy(&tn, toNull + i, 8);
+        const __m128i nulls = _mm_cvtsi64_si128(static_cast<long long>(fn | tn));
+        const __mmask8 missing = static_cast<__mmask8>(_mm_test_epi8_mask(nulls, nulls)) |
+                                 _mm512_testn_epi64_mask(fSize, fSize) | _mm512_testn_epi64_mask(tSize, tSize);
+        __mmask8 fValid, tValid;
+        const __m512i f = fastDates8(fText, fValid), t = fastDates8(tText, tValid);
+        const __m512i week = _mm512_srli_epi64(_mm512_mul_epu32(f, _mm512_set1_epi64(613566757)), 32);
+        const __m512i weekday = _mm512_sub_epi64(f, _mm512_mul_epu32(week, _mm512_set1_epi64(7)));
+        const __m512i span = _mm512_add_epi64(_mm512_slli_epi64(_mm512_sub_epi64(t, f), 3), weekday);
+        const __mmask8 ok = fValid & tValid & _mm512_cmpge_epu64_mask(t, f);
+        __m512i out = _mm512_mask_mov_epi64(_mm512_set1_epi64(kSpanSlow), ok, span);
+        out = _mm512_mask_mov_epi64(out, missing, _mm512_set1_epi64(kSpanNull));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(spans + i), _mm512_cvtepi64_epi32(out));
+    }
+    fastSpansScalarKernel(from + i, to + i, fromNull + i, toNull + i, n - i, spans + i);
+}
+
+#pragma GCC diagnostic pop
+
+// Whether a string_view holds its size and then its pointer, the order the
+// vector loop reads them in.
+bool viewsAreSizeThenPointer() {
+    static const bool yes = [] {
+        static const char text[] = "ab";
+        const std::string_view view(text, 2);
+        uint64_t words[2];
+        std::memcpy(words, &view, sizeof words);
+        return words[0] == 2 && words[1] == reinterpret_cast<uintptr_t>(text);
+    }();
+    return yes;
 }
 
 // count = f(w + D) - f(w) with f(x) = (x / 7) k + min(x mod 7, k), the days
@@ -113,10 +209,18 @@ FPK_KERNEL void spanCountsKernel(const uint32_t* spans, const double* config, st
 }
 }  // namespace
 
-FPK_DISPATCHED(void, fastSpans,
+FPK_DISPATCHED(void, fastSpansScalar,
                (const std::string_view* from, const std::string_view* to, const unsigned char* fromNull,
                 const unsigned char* toNull, std::size_t n, uint32_t* spans),
                (from, to, fromNull, toNull, n, spans))
+
+void fastSpans(const std::string_view* from, const std::string_view* to, const unsigned char* fromNull,
+               const unsigned char* toNull, std::size_t n, uint32_t* spans) {
+    if (isa::currentLevel() == isa::Level::avx512 && viewsAreSizeThenPointer())
+        fastSpansVector(from, to, fromNull, toNull, n, spans);
+    else
+        fastSpansScalar(from, to, fromNull, toNull, n, spans);
+}
 FPK_DISPATCHED(void, spanCounts,
                (const uint32_t* spans, const double* config, std::size_t n, double* out, unsigned char* outNull),
                (spans, config, n, out, outNull))

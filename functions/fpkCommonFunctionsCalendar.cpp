@@ -57,42 +57,43 @@ FPK_KERNEL uint64_t firstEight(std::string_view text) {
     return v;
 }
 
-struct FastDate {
-    uint32_t day;  // day number
-    bool valid;    // eight digits forming a date of year 1 or later
-};
+// Days of each month and days of the year before it, in a common year, by
+// month number; entries 0 and 13 to 15 only pad the tables to sixteen (the
+// vector loop looks months up in registers).
+alignas(64) constexpr int32_t kMonthLength[16] = {0, 31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31, 0, 0, 0};
+alignas(64) constexpr int32_t kMonthStart[16] = {0, 0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 0, 0, 0};
 
 // Reads eight digit characters YYYYMMDD at once: a digit test on all bytes,
-// then pairs of digits, then year, month and day; the day number counts from
-// 1 March of year 0 (March-first years put the leap day last), shifted to
-// the day number of 0001-01-01 = 0. Divisions are multiply-shifts exact over
-// the ranges met here.
-FPK_KERNEL FastDate fastDate(uint64_t v) {
+// then pairs of digits, then year, month and day. The day number is
+// 365 (y - 1) plus the leap days before year y, written with quotients of y
+// itself (y / 4 - y / 100 + y / 400 counts year y's own leap day, taken
+// back in January and February), plus the days of the months before and the
+// day. Divisions are multiply-shifts exact for years below 43699. Returns -1
+// for anything but a date of year 1 or later.
+FPK_KERNEL int64_t fastDay(uint64_t v) {
     const bool digits = (((v + 0x4646464646464646ull) | (v - 0x3030303030303030ull)) & 0x8080808080808080ull) == 0;
     const uint64_t d = v - 0x3030303030303030ull;
     const uint64_t pairs = (d * 10 + (d >> 8)) & 0x00FF00FF00FF00FFull;
     const uint32_t year = static_cast<uint32_t>(pairs & 0xFF) * 100 + static_cast<uint32_t>((pairs >> 16) & 0xFF);
     const uint32_t month = static_cast<uint32_t>((pairs >> 32) & 0xFF);
     const uint32_t day = static_cast<uint32_t>((pairs >> 48) & 0xFF);
-    const uint32_t century = (year * 5243) >> 19;  // year / 100 for year < 43699
-    const bool leap = (year & 3) == 0 && (year != century * 100 || (century & 3) == 0);
-    const uint32_t length = month == 2 ? 28 + (leap ? 1 : 0) : 30 + ((month ^ (month >> 3)) & 1);
-    const bool valid = digits & (year >= 1) & (month - 1 < 12) & (day - 1 < length);
-    const uint32_t early = month <= 2 ? 1 : 0;
-    const uint32_t y = year - early, m = month + 12 * early - 3;  // March-first year and month (0 = March)
-    const uint32_t c = (y * 5243) >> 19;
-    const uint32_t daysBefore = ((153 * m + 2) * 52429) >> 18;  // (153m + 2) / 5: days of the months before
-    return {365 * y + (y >> 2) - c + (c >> 2) + daysBefore + day - 1 - 306, valid};
+    const uint32_t century = (year * 5243) >> 19;  // year / 100
+    const uint32_t leap = ((year & 3) == 0) & ((year != century * 100) | ((century & 3) == 0));
+    const uint32_t length = static_cast<uint32_t>(kMonthLength[month & 15]) + (leap & (month == 2));
+    const bool valid = digits & (year >= 1) & (month < 13) & (day - 1 < length);
+    const uint32_t n = 365 * year + (year >> 2) - century + (century >> 2) +
+                       static_cast<uint32_t>(kMonthStart[month & 15]) + day - 366 - (leap & (month <= 2));
+    return valid ? static_cast<int64_t>(n) : -1;
 }
 
 FPK_KERNEL void fastSpansScalarKernel(const std::string_view* from, const std::string_view* to, const unsigned char* fromNull,
-                                const unsigned char* toNull, std::size_t n, uint32_t* spans) {
+                                      const unsigned char* toNull, std::size_t n, uint32_t* spans) {
     for (std::size_t i = 0; i < n; ++i) {
         const bool missing = (fromNull[i] | toNull[i]) != 0 || from[i].empty() || to[i].empty();
-        const FastDate f = fastDate(firstEight(from[i])), t = fastDate(firstEight(to[i]));
-        const uint32_t weekday = f.day - ((static_cast<uint64_t>(f.day) * 613566757u) >> 32) * 7;
-        const uint32_t span = (t.day - f.day) * 8 + weekday;
-        spans[i] = missing ? kSpanNull : (f.valid & t.valid & (t.day >= f.day)) ? span : kSpanSlow;
+        const int64_t f = fastDay(firstEight(from[i])), t = fastDay(firstEight(to[i]));
+        const uint64_t weekday = static_cast<uint64_t>(f) % 7;
+        const uint32_t span = static_cast<uint32_t>((t - f) * 8 + static_cast<int64_t>(weekday));
+        spans[i] = missing ? kSpanNull : ((f >= 0) & (t >= f)) ? span : kSpanSlow;
     }
 }
 
@@ -101,76 +102,89 @@ FPK_KERNEL void fastSpansScalarKernel(const std::string_view* from, const std::s
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-// The same fast reading for eight rows at a time in 64-bit lanes: the eight
-// characters of each text come in by one gather, the arithmetic is that of
-// fastDate with multiplies of 32-bit halves.
-FPK_TARGET_AVX512 inline __m512i fastDates8(__m512i v, __mmask8& valid) {
-    const __m512i test = _mm512_or_si512(_mm512_add_epi64(v, _mm512_set1_epi64(0x4646464646464646ll)),
-                                         _mm512_sub_epi64(v, _mm512_set1_epi64(0x3030303030303030ll)));
-    const __mmask8 digits = _mm512_testn_epi64_mask(test, _mm512_set1_epi64(static_cast<long long>(0x8080808080808080ull)));
-    const __m512i d = _mm512_sub_epi64(v, _mm512_set1_epi64(0x3030303030303030ll));
-    const __m512i tens = _mm512_add_epi64(_mm512_slli_epi64(d, 3), _mm512_slli_epi64(d, 1));
-    const __m512i pairs =
-        _mm512_and_si512(_mm512_add_epi64(tens, _mm512_srli_epi64(d, 8)), _mm512_set1_epi64(0x00FF00FF00FF00FFll));
-    // 16-bit pairs (p0, p1, p2, p3) times (100, 1, 0, 0), summed in 32-bit halves: the year.
-    const __m512i year = _mm512_madd_epi16(pairs, _mm512_set1_epi64(0x0000000000010064ll));
-    const __m512i month = _mm512_and_si512(_mm512_srli_epi64(pairs, 32), _mm512_set1_epi64(0xFF));
-    const __m512i day = _mm512_srli_epi64(pairs, 48);
-    const __m512i century = _mm512_srli_epi64(_mm512_mul_epu32(year, _mm512_set1_epi64(5243)), 19);
-    const __mmask8 leap = _mm512_testn_epi64_mask(year, _mm512_set1_epi64(3)) &
-                          (_mm512_cmpneq_epu64_mask(year, _mm512_mul_epu32(century, _mm512_set1_epi64(100))) |
-                           _mm512_testn_epi64_mask(century, _mm512_set1_epi64(3)));
-    const __mmask8 february = _mm512_cmpeq_epu64_mask(month, _mm512_set1_epi64(2));
-    __m512i length = _mm512_add_epi64(
-        _mm512_set1_epi64(30), _mm512_and_si512(_mm512_xor_si512(month, _mm512_srli_epi64(month, 3)), _mm512_set1_epi64(1)));
-    length = _mm512_mask_mov_epi64(length, february, _mm512_set1_epi64(28));
-    length = _mm512_mask_add_epi64(length, february & leap, length, _mm512_set1_epi64(1));
-    const __m512i one = _mm512_set1_epi64(1);
-    valid = digits & _mm512_cmpge_epu64_mask(year, one) &
-            _mm512_cmplt_epu64_mask(_mm512_sub_epi64(month, one), _mm512_set1_epi64(12)) &
-            _mm512_cmplt_epu64_mask(_mm512_sub_epi64(day, one), length);
-    const __mmask8 early = _mm512_cmple_epu64_mask(month, _mm512_set1_epi64(2));
-    const __m512i y = _mm512_mask_sub_epi64(year, early, year, one);
-    const __m512i m0 = _mm512_sub_epi64(month, _mm512_set1_epi64(3));
-    const __m512i m = _mm512_mask_add_epi64(m0, early, m0, _mm512_set1_epi64(12));
-    const __m512i c = _mm512_srli_epi64(_mm512_mul_epu32(y, _mm512_set1_epi64(5243)), 19);
-    const __m512i monthDays = _mm512_add_epi64(_mm512_mul_epu32(m, _mm512_set1_epi64(153)), _mm512_set1_epi64(2));
-    const __m512i before = _mm512_srli_epi64(_mm512_mul_epu32(monthDays, _mm512_set1_epi64(52429)), 18);
-    __m512i n = _mm512_mul_epu32(y, _mm512_set1_epi64(365));
-    n = _mm512_add_epi64(n, _mm512_sub_epi64(_mm512_srli_epi64(y, 2), c));
-    n = _mm512_add_epi64(n, _mm512_add_epi64(_mm512_srli_epi64(c, 2), before));
-    return _mm512_sub_epi64(_mm512_add_epi64(n, day), _mm512_set1_epi64(307));
+// The same fast reading for sixteen rows at a time in 32-bit lanes: `low`
+// holds characters 1 to 4 of each text (the year), `high` characters 5 to 8
+// (month and day). The month tables are looked up within registers.
+FPK_TARGET_AVX512 inline __m512i fastDays16(__m512i low, __m512i high, __mmask16& valid) {
+    const __m512i zero = _mm512_set1_epi8('0');
+    const __m512i dl = _mm512_sub_epi8(low, zero), dh = _mm512_sub_epi8(high, zero);
+    // Every byte a digit: the larger of the two byte values is at most 9.
+    const __m512i most = _mm512_max_epu8(dl, dh);
+    const __mmask16 digits = _mm512_cmpeq_epi32_mask(_mm512_min_epu8(most, _mm512_set1_epi8(9)), most);
+    // Bytes (tens, units) times (10, 1), summed to 16 bits; the year's two
+    // pairs times (100, 1), summed to 32 bits.
+    const __m512i tensUnits = _mm512_set1_epi16(0x010A);
+    const __m512i year = _mm512_madd_epi16(_mm512_maddubs_epi16(dl, tensUnits), _mm512_set1_epi32(0x00010064));
+    const __m512i monthDay = _mm512_maddubs_epi16(dh, tensUnits);
+    const __m512i month = _mm512_and_si512(monthDay, _mm512_set1_epi32(0xFFFF));
+    const __m512i day = _mm512_srli_epi32(monthDay, 16);
+    const __m512i one = _mm512_set1_epi32(1), three = _mm512_set1_epi32(3), two = _mm512_set1_epi32(2);
+    const __m512i century = _mm512_srli_epi32(_mm512_mullo_epi32(year, _mm512_set1_epi32(5243)), 19);
+    const __mmask16 leap = _mm512_testn_epi32_mask(year, three) &
+                           (_mm512_cmpneq_epu32_mask(year, _mm512_mullo_epi32(century, _mm512_set1_epi32(100))) |
+                            _mm512_testn_epi32_mask(century, three));
+    __m512i length = _mm512_permutexvar_epi32(month, _mm512_load_si512(kMonthLength));
+    length = _mm512_mask_add_epi32(length, leap & _mm512_cmpeq_epu32_mask(month, two), length, one);
+    valid = digits & _mm512_test_epi32_mask(year, year) & _mm512_cmplt_epu32_mask(month, _mm512_set1_epi32(13)) &
+            _mm512_cmplt_epu32_mask(_mm512_sub_epi32(day, one), length);
+    __m512i n = _mm512_mullo_epi32(year, _mm512_set1_epi32(365));
+    n = _mm512_add_epi32(n, _mm512_sub_epi32(_mm512_srli_epi32(year, 2), century));
+    n = _mm512_add_epi32(n, _mm512_add_epi32(_mm512_srli_epi32(century, 2),
+                                             _mm512_permutexvar_epi32(month, _mm512_load_si512(kMonthStart))));
+    n = _mm512_add_epi32(n, _mm512_sub_epi32(day, _mm512_set1_epi32(366)));
+    return _mm512_mask_sub_epi32(n, leap & _mm512_cmple_epu32_mask(month, two), n, one);
+}
+
+// Eight views as their sizes and their pointers (view i's two words are
+// words 2i and 2i + 1).
+struct Views8 {
+    __m512i sizes, texts;
+};
+FPK_TARGET_AVX512 inline Views8 views8(const std::string_view* v) {
+    const __m512i a = _mm512_loadu_si512(v), b = _mm512_loadu_si512(v + 4);
+    return {_mm512_permutex2var_epi64(a, _mm512_setr_epi64(0, 2, 4, 6, 8, 10, 12, 14), b),
+            _mm512_permutex2var_epi64(a, _mm512_setr_epi64(1, 3, 5, 7, 9, 11, 13, 15), b)};
+}
+
+// Sixteen texts' first eight characters as two vectors of 32-bit lanes
+// (characters 1 to 4, characters 5 to 8), texts shorter than eight
+// characters as "00000000"; `empty` flags texts of no characters.
+FPK_TARGET_AVX512 inline void firstEight16(const std::string_view* v, __m512i& low, __m512i& high, __mmask16& empty) {
+    const __m512i zeros = _mm512_set1_epi64(0x3030303030303030ll), eight = _mm512_set1_epi64(8);
+    const Views8 a = views8(v), b = views8(v + 8);
+    const __m512i ga = _mm512_mask_i64gather_epi64(zeros, _mm512_cmpge_epu64_mask(a.sizes, eight), a.texts, nullptr, 1);
+    const __m512i gb = _mm512_mask_i64gather_epi64(zeros, _mm512_cmpge_epu64_mask(b.sizes, eight), b.texts, nullptr, 1);
+    low = _mm512_permutex2var_epi32(ga, _mm512_setr_epi32(0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30), gb);
+    high = _mm512_permutex2var_epi32(ga, _mm512_setr_epi32(1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31), gb);
+    empty = static_cast<__mmask16>(_mm512_testn_epi64_mask(a.sizes, a.sizes) |
+                                   (_mm512_testn_epi64_mask(b.sizes, b.sizes) << 8));
 }
 
 FPK_TARGET_AVX512 void fastSpansVector(const std::string_view* from, const std::string_view* to,
                                        const unsigned char* fromNull, const unsigned char* toNull, std::size_t n,
                                        uint32_t* spans) {
-    const __m512i sizes = _mm512_setr_epi64(0, 2, 4, 6, 8, 10, 12, 14), pointers = _mm512_setr_epi64(1, 3, 5, 7, 9, 11, 13, 15);
-    const __m512i zeros = _mm512_set1_epi64(0x3030303030303030ll), eight = _mm512_set1_epi64(8);
     std::size_t i = 0;
-    for (; i + 8 <= n; i += 8) {
-        const __m512i f0 = _mm512_loadu_si512(from + i), f1 = _mm512_loadu_si512(from + i + 4);
-        const __m512i t0 = _mm512_loadu_si512(to + i), t1 = _mm512_loadu_si512(to + i + 4);
-        const __m512i fSize = _mm512_permutex2var_epi64(f0, sizes, f1), tSize = _mm512_permutex2var_epi64(t0, sizes, t1);
-        const __m512i fText = _mm512_mask_i64gather_epi64(zeros, _mm512_cmpge_epu64_mask(fSize, eight),
-                                                          _mm512_permutex2var_epi64(f0, pointers, f1), nullptr, 1);
-        const __m512i tText = _mm512_mask_i64gather_epi64(zeros, _mm512_cmpge_epu64_mask(tSize, eight),
-                                                          _mm512_permutex2var_epi64(t0, pointers, t1), nullptr, 1);
-        uint64_t fn, tn;
-        std::memcpy(&fn, fromNull + i, 8);
-        std::memcpy(&tn, toNull + i, 8);
-        const __m128i nulls = _mm_cvtsi64_si128(static_cast<long long>(fn | tn));
-        const __mmask8 missing = static_cast<__mmask8>(_mm_test_epi8_mask(nulls, nulls)) |
-                                 _mm512_testn_epi64_mask(fSize, fSize) | _mm512_testn_epi64_mask(tSize, tSize);
-        __mmask8 fValid, tValid;
-        const __m512i f = fastDates8(fText, fValid), t = fastDates8(tText, tValid);
-        const __m512i week = _mm512_srli_epi64(_mm512_mul_epu32(f, _mm512_set1_epi64(613566757)), 32);
-        const __m512i weekday = _mm512_sub_epi64(f, _mm512_mul_epu32(week, _mm512_set1_epi64(7)));
-        const __m512i span = _mm512_add_epi64(_mm512_slli_epi64(_mm512_sub_epi64(t, f), 3), weekday);
-        const __mmask8 ok = fValid & tValid & _mm512_cmpge_epu64_mask(t, f);
-        __m512i out = _mm512_mask_mov_epi64(_mm512_set1_epi64(kSpanSlow), ok, span);
-        out = _mm512_mask_mov_epi64(out, missing, _mm512_set1_epi64(kSpanNull));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(spans + i), _mm512_cvtepi64_epi32(out));
+    for (; i + 16 <= n; i += 16) {
+        __m512i fLow, fHigh, tLow, tHigh;
+        __mmask16 fEmpty, tEmpty, fValid, tValid;
+        firstEight16(from + i, fLow, fHigh, fEmpty);
+        firstEight16(to + i, tLow, tHigh, tEmpty);
+        const __m128i nulls = _mm_or_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(fromNull + i)),
+                                           _mm_loadu_si128(reinterpret_cast<const __m128i*>(toNull + i)));
+        const __mmask16 missing = _mm_test_epi8_mask(nulls, nulls) | fEmpty | tEmpty;
+        const __m512i f = fastDays16(fLow, fHigh, fValid), t = fastDays16(tLow, tHigh, tValid);
+        // f mod 7 through a float quotient, which is off by at most one.
+        const __m512i week = _mm512_cvttps_epi32(_mm512_mul_ps(_mm512_cvtepi32_ps(f), _mm512_set1_ps(1.0f / 7)));
+        __m512i weekday = _mm512_sub_epi32(f, _mm512_mullo_epi32(week, _mm512_set1_epi32(7)));
+        weekday = _mm512_mask_add_epi32(weekday, _mm512_cmplt_epi32_mask(weekday, _mm512_setzero_si512()), weekday,
+                                        _mm512_set1_epi32(7));
+        weekday = _mm512_mask_sub_epi32(weekday, _mm512_cmpge_epi32_mask(weekday, _mm512_set1_epi32(7)), weekday,
+                                        _mm512_set1_epi32(7));
+        const __m512i span = _mm512_add_epi32(_mm512_slli_epi32(_mm512_sub_epi32(t, f), 3), weekday);
+        const __mmask16 ok = fValid & tValid & _mm512_cmpge_epi32_mask(t, f);
+        __m512i out = _mm512_mask_mov_epi32(_mm512_set1_epi32(static_cast<int>(kSpanSlow)), ok, span);
+        out = _mm512_mask_mov_epi32(out, missing, _mm512_set1_epi32(static_cast<int>(kSpanNull)));
+        _mm512_storeu_si512(spans + i, out);
     }
     fastSpansScalarKernel(from + i, to + i, fromNull + i, toNull + i, n - i, spans + i);
 }

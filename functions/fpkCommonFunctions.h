@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 #include "../platform/RhoCommonObjects/ColumnBase.h"
@@ -82,6 +83,21 @@ long long dayNumber(int year, int month, int day);
 // Days from `from` (day number) over `days` days whose weekday is one of the
 // first `perWeek` days of the week (Monday first).
 long long workingDays(long long from, long long days, int perWeek);
+// DAYS in two steps: the dates of a row become a span (packSpan: the days
+// from FROMDATE to TODATE and the weekday of FROMDATE, in 32 bits), and the
+// span with the row's CONFIG becomes the row's count.
+inline constexpr uint32_t kSpanNull = 0xFFFFFFFFu;  // a row with a missing date
+inline constexpr uint32_t kSpanSlow = 0xFFFFFFFEu;  // a row left to the general reading
+inline uint32_t packSpan(long long from, long long days) { return static_cast<uint32_t>(days * 8 + from % 7); }
+// Spans of n rows whose dates both start with eight digits forming a valid
+// date (year 1 or later) with TODATE not before FROMDATE; kSpanNull for a row
+// with a null or empty date, kSpanSlow for every other row (it may be valid
+// all the same, e.g. a shorter text, or raise when read as DAYS reads it).
+void fastSpans(const std::string_view* from, const std::string_view* to, const unsigned char* fromNull,
+               const unsigned char* toNull, std::size_t n, uint32_t* spans);
+// Day counts of n spans (none kSpanSlow) under CONFIG values; a kSpanNull row
+// gives 0 and a null flag.
+void spanCounts(const uint32_t* spans, const double* config, std::size_t n, double* out, unsigned char* outNull);
 // The value of the leading decimal digits of text[begin, begin + length): 0
 // when the part begins with another character or lies beyond the text.
 int leadingNumber(std::string_view text, std::size_t begin, std::size_t length);

@@ -41,7 +41,8 @@ JOBS = [
     ("CYCLES two waves", "BM_Cycles/10000000/2/"),
     ("DAYS calendar", "BM_Days/10000000/0/"),
     ("DAYS working", "BM_Days/10000000/5/"),
-    ("DISCOUNTEDCASHFLOW", "BM_DiscountedCashFlow/"),
+    ("DISCOUNTEDCASHFLOW rate curve", "BM_DiscountedCashFlow/0/"),
+    ("DISCOUNTEDCASHFLOW one rate", "BM_DiscountedCashFlow/1/"),
 ]
 
 

@@ -201,6 +201,10 @@ TEST(CashFlowDiscounted, LongColumnsSplitIntoRangesAgree) {
         const double expected = in.prime[i] / std::pow(1 + in.rate[i] / 100, static_cast<double>(i + 1));
         ASSERT_NEAR(v[i], expected, 1e-9 * std::max(1.0, std::fabs(expected))) << i;
     }
+    // The rates are checked by ranges too: one bad rate deep in the column fails the call.
+    in.rate[150001] = -100;
+    expectError(run("DISCOUNTEDCASHFLOW", in), "ERR_FPK_COMM_INVALID_COL_VALUE",
+                "FPK error[73000058]:Value of column RATE is invalid. Rate should be greater than -100.");
 }
 
 TEST(CashFlowDiscounted, EmptyPlanStillChecksControls) {

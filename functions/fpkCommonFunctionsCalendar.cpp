@@ -101,7 +101,9 @@ FPK_KERNEL void fastSpansScalarKernel(const std::string_view* from, const std::s
 // vector, which it reports as maybe uninitialised once they are inlined.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wuninitialized"
+#if !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 // The same fast reading for sixteen rows at a time in 32-bit lanes: `low`
 // holds characters 1 to 4 of each text (the year), `high` characters 5 to 8
 // (month and day). The month tables are looked up within registers.

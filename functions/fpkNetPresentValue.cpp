@@ -217,7 +217,9 @@ const Exp2Table& exp2Table() {
 // registers, which its uninitialised-use warnings flag.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wuninitialized"
+#if !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 // vv * exp((va + ww) * coef) lane by lane, see discountedSumAvx512.
 __attribute__((target("avx512f,avx512dq"))) inline __m512d discountedTerms8(__m512d vv, __m512d ww, __m512d va,
                                                                             __m512d coef,

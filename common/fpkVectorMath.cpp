@@ -103,6 +103,30 @@ const Tables& tables() {
     return t;
 }
 
+// c[0] x^(N-1) + c[1] x^(N-2) + ... + c[N-1], by Horner's rule with fused
+// multiply-adds.
+template <std::size_t N>
+FPK_KERNEL double horner(double x, const double (&c)[N]) {
+    double p = c[0];
+#pragma GCC unroll 16  // unrolled, so that the loops around it run as vector code
+    for (std::size_t i = 1; i < N; ++i) p = std::fma(p, x, c[i]);
+    return p;
+}
+
+// Taylor coefficients, highest power first: e^r - 1 - r over r^2 (1/13! to
+// 1/2), log(1 + r) - r + r^2/2 over r^3 (-1/10 to 1/3), sin y - y over y^3
+// in z = y^2 (1/17! to -1/6), cos y - 1 + z/2 over z^2 (-1/18! to 1/24).
+constexpr double kExpSeries[] = {1.0 / 6227020800.0, 1.0 / 479001600.0, 1.0 / 39916800.0, 1.0 / 3628800.0,
+                                 1.0 / 362880.0,     1.0 / 40320.0,     1.0 / 5040.0,     1.0 / 720.0,
+                                 1.0 / 120.0,        1.0 / 24.0,        1.0 / 6.0,        0.5};
+constexpr double kLogSeries[] = {-1.0 / 10, 1.0 / 9, -1.0 / 8, 1.0 / 7, -1.0 / 6, 1.0 / 5, -1.0 / 4, 1.0 / 3};
+constexpr double kSinSeries[] = {1.0 / 355687428096000.0, -1.0 / 1307674368000.0, 1.0 / 6227020800.0,
+                                 -1.0 / 39916800.0,       1.0 / 362880.0,         -1.0 / 5040.0,
+                                 1.0 / 120.0,             -1.0 / 6.0};
+constexpr double kCosSeries[] = {-1.0 / 6402373705728000.0, 1.0 / 20922789888000.0, -1.0 / 87178291200.0,
+                                 1.0 / 479001600.0,         -1.0 / 3628800.0,       1.0 / 40320.0,
+                                 -1.0 / 720.0,              1.0 / 24.0};
+
 // Rounds to the nearest whole number (ties to even) for |v| < 2^51 without
 // a library call.
 FPK_KERNEL double roundWhole(double v) {
@@ -116,19 +140,7 @@ constexpr double kInvLn2 = 0x1.71547652b82fep0;
 // as two parts, plus the series rest r^2 p(r) and rl e^r, so
 // that the result is rounded once, at the end.
 FPK_KERNEL double expOfReduced(double r, double rl) {
-    // Taylor series of e^r - 1 - r, over r^2.
-    double p = 1.0 / 6227020800.0;        // 1/13!
-    p = std::fma(p, r, 1.0 / 479001600.0);  // 1/12!
-    p = std::fma(p, r, 1.0 / 39916800.0);
-    p = std::fma(p, r, 1.0 / 3628800.0);
-    p = std::fma(p, r, 1.0 / 362880.0);
-    p = std::fma(p, r, 1.0 / 40320.0);
-    p = std::fma(p, r, 1.0 / 5040.0);
-    p = std::fma(p, r, 1.0 / 720.0);
-    p = std::fma(p, r, 1.0 / 120.0);
-    p = std::fma(p, r, 1.0 / 24.0);
-    p = std::fma(p, r, 1.0 / 6.0);
-    p = std::fma(p, r, 0.5);
+    const double p = horner(r, kExpSeries);
     const double s = 1.0 + r, se = (1.0 - s) + r, rest = r * r * p;
     return s + (se + std::fma(rl, 1.0 + (r + rest), rest));
 }
@@ -151,14 +163,7 @@ FPK_KERNEL DD logCore(double x, const Tables& t) {
     const double r = std::fma(m, t.inverse[j], -1.0);  // exact: |r| < 2^-7, m c a multiple of 2^-60
     // log(1 + r) = r - r^2/2 + r^3 q(r), with r^2 exact by fma.
     const double r2 = r * r, r2l = std::fma(r, r, -r2);
-    double q = -1.0 / 10;
-    q = std::fma(q, r, 1.0 / 9);
-    q = std::fma(q, r, -1.0 / 8);
-    q = std::fma(q, r, 1.0 / 7);
-    q = std::fma(q, r, -1.0 / 6);
-    q = std::fma(q, r, 1.0 / 5);
-    q = std::fma(q, r, -1.0 / 4);
-    q = std::fma(q, r, 1.0 / 3);
+    const double q = horner(r, kLogSeries);
     const double tail = std::fma(r2 * r, q, -0.5 * r2l);
     // e ln2 exactly as a double-double value (e has at most 11 bits).
     const double eh = e * t.ln2Hi, el = std::fma(e, t.ln2Hi, -eh) + e * t.ln2Lo;
@@ -185,24 +190,10 @@ FPK_KERNEL double sinCosCore(double x, bool cosine) {
     const double y = h + l, yl = l - (y - h);  // the reduced argument y + yl
     const double z = y * y;
     // sin(y + yl) = y + y^3 S(z) + yl (1 - z/2)
-    double s = 1.0 / 355687428096000.0;  // 1/17!
-    s = std::fma(s, z, -1.0 / 1307674368000.0);
-    s = std::fma(s, z, 1.0 / 6227020800.0);
-    s = std::fma(s, z, -1.0 / 39916800.0);
-    s = std::fma(s, z, 1.0 / 362880.0);
-    s = std::fma(s, z, -1.0 / 5040.0);
-    s = std::fma(s, z, 1.0 / 120.0);
-    s = std::fma(s, z, -1.0 / 6.0);
+    const double s = horner(z, kSinSeries);
     const double sinV = y + std::fma(z * y, s, yl * (1.0 - 0.5 * z));
     // cos(y + yl) = 1 - z/2 + z^2 C(z) - y yl
-    double c = -1.0 / 6402373705728000.0;  // -1/18!
-    c = std::fma(c, z, 1.0 / 20922789888000.0);
-    c = std::fma(c, z, -1.0 / 87178291200.0);
-    c = std::fma(c, z, 1.0 / 479001600.0);
-    c = std::fma(c, z, -1.0 / 3628800.0);
-    c = std::fma(c, z, 1.0 / 40320.0);
-    c = std::fma(c, z, -1.0 / 720.0);
-    c = std::fma(c, z, 1.0 / 24.0);
+    const double c = horner(z, kCosSeries);
     const double hz = 0.5 * z, w = 1.0 - hz;
     const double cosV = w + (((1.0 - w) - hz) + std::fma(z * z, c, -y * yl));
     const int64_t q = (static_cast<int64_t>(k) + (cosine ? 1 : 0)) & 3;
